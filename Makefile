@@ -1,0 +1,62 @@
+# Entry points. Each target installs the Debian packages it misses, configures and builds as needed.
+BUILD       ?= build
+BUILD_TYPE  ?= RelWithDebInfo
+PREFIX      ?= /usr/local
+FUZZ_SECONDS ?= 60
+GENERATOR   := -G Ninja
+WERROR      := $(if $(CI),-DVR_WERROR=ON,)
+
+BUILD_PACKAGES := cmake ninja-build g++ pkg-config libgtest-dev libgmock-dev libbenchmark-dev nlohmann-json3-dev
+FUZZ_PACKAGES  := clang libclang-rt-14-dev
+FORMAT_PACKAGES := clang-format
+
+.PHONY: all deps build run test bench sanitize fuzz format install clean
+
+all: build
+
+deps:
+	@bash tools/ensure-packages.sh $(BUILD_PACKAGES)
+
+$(BUILD)/build.ninja: | deps
+	cmake -S . -B $(BUILD) $(GENERATOR) -DCMAKE_BUILD_TYPE=$(BUILD_TYPE) $(WERROR)
+
+build: deps $(BUILD)/build.ninja
+	cmake --build $(BUILD)
+
+run: build
+	$(BUILD)/bin/vantrell
+
+test: build
+	ctest --test-dir $(BUILD) --output-on-failure -j 2
+
+bench: deps
+	cmake -S . -B build-bench $(GENERATOR) -DCMAKE_BUILD_TYPE=Release -DVR_BUILD_TESTS=OFF
+	cmake --build build-bench --target vr_bench
+	build-bench/bin/vr_bench $(BENCH_ARGS)
+
+sanitize: deps
+	cmake -S . -B build-asan $(GENERATOR) -DCMAKE_BUILD_TYPE=Debug -DVR_SANITIZE=ON $(WERROR)
+	cmake --build build-asan
+	ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
+	  ctest --test-dir build-asan --output-on-failure -j 2
+
+fuzz: deps
+	@bash tools/ensure-packages.sh $(FUZZ_PACKAGES)
+	CC=clang CXX=clang++ cmake -S . -B build-fuzz $(GENERATOR) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVR_FUZZ=ON
+	cmake --build build-fuzz
+	@set -e; for f in build-fuzz/fuzz/*_fuzz; do \
+	  name=$$(basename $$f); mkdir -p fuzz-corpus/$$name; \
+	  seeds=""; [ -d fuzz/corpus/$$name ] && seeds=fuzz/corpus/$$name; \
+	  echo "== $$name for $(FUZZ_SECONDS) s"; \
+	  $$f -max_total_time=$(FUZZ_SECONDS) -print_final_stats=1 fuzz-corpus/$$name $$seeds; \
+	done
+
+format:
+	@bash tools/ensure-packages.sh $(FORMAT_PACKAGES)
+	git ls-files -co --exclude-standard '*.cpp' '*.h' | xargs clang-format -i
+
+install: build
+	cmake --install $(BUILD) --prefix $(PREFIX)
+
+clean:
+	rm -rf build build-bench build-asan build-fuzz
