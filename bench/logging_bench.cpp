@@ -1,34 +1,13 @@
 #include <benchmark/benchmark.h>
 
-#include "vantrell/plugin/Logger.h"
+#include "BenchSupport.h"
 #include "vantrell/plugin/Logging.h"
 
 namespace {
 
-class DiscardingLogger : public pwr::Logger {
-  protected:
-    void flushPending() override {}
-};
-
-struct BenchEnvironment {
-    DiscardingLogger logger;
-    PluginEnvironment env;
-    BenchEnvironment() {
-        env.setErrorLogger(&logger);
-        env.setDebugLogger(&logger);
-        env.setNullLogger(&logger);
-        g_pluginEnvironment = &env;
-    }
-};
-
-BenchEnvironment& benchEnvironment() {
-    static BenchEnvironment instance;
-    return instance;
-}
-
 // A shut site: the cost of the gate alone, arguments never evaluated.
 void BM_ClosedLogGate(benchmark::State& state) {
-    benchEnvironment().env.setVerbosity(1);
+    vrbench::environment().setVerbosity(1);
     double value = 1.5;
     for (auto _ : state) {
         VR_LOG(3, "DEBUG: value %f\n", value);
@@ -39,7 +18,7 @@ BENCHMARK(BM_ClosedLogGate);
 
 // A shut site of a debug area while no area is open.
 void BM_ClosedLogAreaGate(benchmark::State& state) {
-    benchEnvironment().env.setVerbosity(1);
+    vrbench::environment().setVerbosity(1);
     double value = 1.5;
     for (auto _ : state) {
         VR_LOG_AREA(3, "output-config-parser", "DEBUG: value %f\n", value);
@@ -50,12 +29,12 @@ BENCHMARK(BM_ClosedLogAreaGate);
 
 // An open site: measure, format, send.
 void BM_OpenLogSite(benchmark::State& state) {
-    benchEnvironment().env.setVerbosity(4);
+    vrbench::environment().setVerbosity(4);
     double value = 1.5;
     for (auto _ : state) {
         VR_LOG(3, "DEBUG: value %f\n", value);
     }
-    benchEnvironment().env.setVerbosity(1);
+    vrbench::environment().setVerbosity(1);
 }
 BENCHMARK(BM_OpenLogSite);
 
