@@ -199,6 +199,10 @@ class VR_EXPORT PluginEnvironment {
     void* getPreCollectionTopology() const { return preCollectionTopology; }
     void setPreCollectionTopology(void* topology) { preCollectionTopology = topology; }
 
+    // The entity provider's record, published by DataHandleProvider; opaque to everybody else.
+    void* getDataHandleProvider() const { return dataHandleProvider; }
+    void setDataHandleProvider(void* provider) { dataHandleProvider = provider; }
+
   private:
     static constexpr uint16_t kCsTraceRegistered = 1u << 0;
     static constexpr uint16_t kCsFeatureEnabled = 1u << 1;
@@ -247,6 +251,7 @@ class VR_EXPORT PluginEnvironment {
     std::map<uint16_t, uint32_t> pmtGuidById;
     std::map<uint32_t, std::string> pmtNameByGuid;
     std::map<uint32_t, pwr::XMLParser*> pmtXmlParsers;
+    void* dataHandleProvider = nullptr;
 };
 
 // Set by the host before any plug-in runs; every log site reads it without a test.

@@ -3,6 +3,8 @@
 #include "vantrell/plugin/Logging.h"
 #include "vantrell/value/DataHandle.h"
 #include "vantrell/value/UniqueId.h"
+#include "vantrell/writer/WriterMessage.h"
+#include "vantrell/writer/WriterStream.h"
 
 namespace pwr {
 namespace {
@@ -77,8 +79,26 @@ void UniqueIdRegistry::addObject_i(std::unique_ptr<UniqueId> object) {
 
 void UniqueIdRegistry::insert_i(std::unique_ptr<UniqueId> object) {
     // A copy shares its source's id; the first object of an id keeps the entry.
-    objectsById.emplace(object->getId(), object.get());
+    UniqueId* raw = object.get();
+    objectsById.emplace(raw->getId(), raw);
     objects.push_back(std::move(object));
+    announce_i(raw);
+}
+
+void UniqueIdRegistry::notifyChanged(const UniqueId* object) {
+    if (object != nullptr) {
+        announce_i(object);
+    }
+}
+
+void UniqueIdRegistry::announce_i(const UniqueId* object) const {
+    if (stream == nullptr) {
+        return;
+    }
+    // The writers learn what an id stands for from this message; its result is theirs to report.
+    IdMessage message;
+    message.addUniqueId(object);
+    stream->pushMessage(message);
 }
 
 Attribute* UniqueIdRegistry::addAttribute(AttributeType type, std::unique_ptr<Attribute> attribute) {

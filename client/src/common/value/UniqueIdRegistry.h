@@ -72,14 +72,22 @@ class UniqueIdRegistry {
         return descriptorsByKey[key];
     }
 
+    // Tells the stream, if one is set, that `object` changed (a process or thread learnt its end
+    // time): pushes one IdMessage holding it. Without a stream, or for a null object, nothing happens.
+    void notifyChanged(const UniqueId* object);
+
     // Every registered object in creation order.
     const Objects& getObjects() const { return objects; }
+    // The stream that hears of every object registered from now on (one IdMessage each), or null.
+    // Not owned.
     WriterStream* getStream() const { return stream; }
     void setStream(WriterStream* newStream) { stream = newStream; }
 
   private:
     static void addObject_i(std::unique_ptr<UniqueId> object);
     void insert_i(std::unique_ptr<UniqueId> object);
+    // Pushes one IdMessage holding `object` to `stream`, if set.
+    void announce_i(const UniqueId* object) const;
 
     WriterStream* stream = nullptr;
     Objects objects;
