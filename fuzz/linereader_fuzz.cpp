@@ -13,32 +13,12 @@
 #include "vantrell/config/LineReader.h"
 #include "vantrell/config/TextHelpers.h"
 #include "vantrell/config/Tokenizer.h"
-#include "vantrell/plugin/Logger.h"
-#include "vantrell/plugin/PluginEnvironment.h"
+
+#include "FuzzSupport.h"
 
 namespace {
 
-class DiscardingLogger : public pwr::Logger {
-  protected:
-    void flushPending() override {}
-};
-
-void installEnvironment() {
-    static DiscardingLogger logger;
-    static PluginEnvironment env;
-    env.setErrorLogger(&logger);
-    env.setDebugLogger(&logger);
-    env.setNullLogger(&logger);
-    env.setVerbosity(4);  // open every gate, so that warning paths format their texts too
-    g_pluginEnvironment = &env;
-}
-
-void check(bool condition, const char* what) {
-    if (!condition) {
-        std::fprintf(stderr, "check failed: %s\n", what);
-        std::abort();
-    }
-}
+using vrfuzz::check;
 
 bool isIn(char c, const std::string& set) {
     return c != '\0' && set.find(c) != std::string::npos;
@@ -102,7 +82,7 @@ void splitLine(const std::string& line, char delim, bool reverse) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    installEnvironment();
+    vrfuzz::installEnvironment();
     if (size == 0) {
         return 0;
     }

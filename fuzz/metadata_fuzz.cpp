@@ -8,39 +8,16 @@
 #include <memory>
 #include <vector>
 
-#include "vantrell/plugin/Logger.h"
-#include "vantrell/plugin/PluginEnvironment.h"
 #include "vantrell/record/Metadata.h"
 #include "vantrell/record/Serializer.h"
 #include "vantrell/record/SystemMetadata.h"
 #include "vantrell/value/UniqueId.h"
 
+#include "FuzzSupport.h"
+
 namespace {
 
-class DiscardingLogger : public pwr::Logger {
-  protected:
-    void flushPending() override {}
-};
-
-void installEnvironment() {
-    static DiscardingLogger logger;
-    static PluginEnvironment env;
-    static bool registry = (pwr::UniqueId::initialize(), true);
-    (void)registry;
-    env.setErrorLogger(&logger);
-    env.setDebugLogger(&logger);
-    env.setNullLogger(&logger);
-    // Every log site formats its text.
-    env.setVerbosity(4);
-    g_pluginEnvironment = &env;
-}
-
-void check(bool condition, const char* what) {
-    if (!condition) {
-        std::fprintf(stderr, "check failed: %s\n", what);
-        std::abort();
-    }
-}
+using vrfuzz::check;
 
 std::vector<char> write(const pwr::Metadata& record) {
     pwr::Serializer out;
@@ -69,7 +46,9 @@ struct RegistryRenewal {
 };
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    installEnvironment();
+    vrfuzz::installEnvironment();
+    static bool registry = (pwr::UniqueId::initialize(), true);
+    (void)registry;
     RegistryRenewal renewal;
     (void)renewal;
     pwr::Serializer in(

@@ -11,33 +11,13 @@
 #include <string>
 #include <vector>
 
-#include "vantrell/plugin/Logger.h"
-#include "vantrell/plugin/PluginEnvironment.h"
 #include "vantrell/record/Serializer.h"
+
+#include "FuzzSupport.h"
 
 namespace {
 
-class DiscardingLogger : public pwr::Logger {
-  protected:
-    void flushPending() override {}
-};
-
-void installEnvironment() {
-    static DiscardingLogger logger;
-    static PluginEnvironment env;
-    env.setErrorLogger(&logger);
-    env.setDebugLogger(&logger);
-    env.setNullLogger(&logger);
-    env.setVerbosity(4);
-    g_pluginEnvironment = &env;
-}
-
-void check(bool condition, const char* what) {
-    if (!condition) {
-        std::fprintf(stderr, "check failed: %s\n", what);
-        std::abort();
-    }
-}
+using vrfuzz::check;
 
 // Follows the read offset from outside and checks each read against the bytes it should have taken.
 struct Checker {
@@ -90,7 +70,7 @@ void readNumber(pwr::Serializer& s, Checker& checker, Read read, Write write) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    installEnvironment();
+    vrfuzz::installEnvironment();
     if (size == 0) {
         return 0;
     }

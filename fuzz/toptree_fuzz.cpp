@@ -9,34 +9,14 @@
 #include <string>
 #include <vector>
 
-#include "vantrell/plugin/Logger.h"
-#include "vantrell/plugin/PluginEnvironment.h"
 #include "vantrell/record/Serializer.h"
 #include "vantrell/record/TopTree.h"
 
+#include "FuzzSupport.h"
+
 namespace {
 
-class DiscardingLogger : public pwr::Logger {
-  protected:
-    void flushPending() override {}
-};
-
-void installEnvironment() {
-    static DiscardingLogger logger;
-    static PluginEnvironment env;
-    env.setErrorLogger(&logger);
-    env.setDebugLogger(&logger);
-    env.setNullLogger(&logger);
-    env.setVerbosity(4);
-    g_pluginEnvironment = &env;
-}
-
-void check(bool condition, const char* what) {
-    if (!condition) {
-        std::fprintf(stderr, "check failed: %s\n", what);
-        std::abort();
-    }
-}
+using vrfuzz::check;
 
 std::vector<char> store(const pwr::TopTree& tree) {
     pwr::Serializer s;
@@ -64,7 +44,7 @@ void checkLinks(const pwr::TopTree& tree) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    installEnvironment();
+    vrfuzz::installEnvironment();
     pwr::Serializer input(
         std::vector<char>(reinterpret_cast<const char*>(data), reinterpret_cast<const char*>(data) + size));
     pwr::TopTree tree;
