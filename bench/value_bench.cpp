@@ -8,59 +8,37 @@
 
 namespace {
 
-using vrbench::reportAllocations;
-
-void BM_DataAddValueUInt(benchmark::State& state) {
-    pwr::Data sum(0ULL);
-    pwr::Data sample(3ULL);
+// A running sum, as an accumulator keeps one per table cell.
+template <typename T>
+void BM_DataAddValue(benchmark::State& state, T start, T sample) {
     vrbench::environment();
+    pwr::Data sum(start);
+    pwr::Data input(sample);
     uint64_t before = vrbench::allocationCount();
     for (auto _ : state) {
-        sum.addValue(sample);
+        sum.addValue(input);
         benchmark::DoNotOptimize(sum);
     }
-    reportAllocations(state, before);
+    vrbench::reportAllocations(state, before);
 }
-BENCHMARK(BM_DataAddValueUInt);
+BENCHMARK_CAPTURE(BM_DataAddValue, UInt, 0ULL, 3ULL);
+BENCHMARK_CAPTURE(BM_DataAddValue, Real, 0.0, 0.25);
 
-void BM_DataAddValueReal(benchmark::State& state) {
-    pwr::Data sum(0.0);
-    pwr::Data sample(0.25);
+// The comparison behind every running minimum and maximum.
+template <typename T>
+void BM_DataLessThan(benchmark::State& state, T left, T right) {
     vrbench::environment();
-    uint64_t before = vrbench::allocationCount();
-    for (auto _ : state) {
-        sum.addValue(sample);
-        benchmark::DoNotOptimize(sum);
-    }
-    reportAllocations(state, before);
-}
-BENCHMARK(BM_DataAddValueReal);
-
-void BM_DataLessThanUInt(benchmark::State& state) {
-    pwr::Data a(3ULL);
-    pwr::Data b(4ULL);
-    vrbench::environment();
+    pwr::Data a(left);
+    pwr::Data b(right);
     uint64_t before = vrbench::allocationCount();
     for (auto _ : state) {
         benchmark::DoNotOptimize(a < b);
         benchmark::ClobberMemory();
     }
-    reportAllocations(state, before);
+    vrbench::reportAllocations(state, before);
 }
-BENCHMARK(BM_DataLessThanUInt);
-
-void BM_DataLessThanReal(benchmark::State& state) {
-    pwr::Data a(3.0);
-    pwr::Data b(4.0);
-    vrbench::environment();
-    uint64_t before = vrbench::allocationCount();
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(a < b);
-        benchmark::ClobberMemory();
-    }
-    reportAllocations(state, before);
-}
-BENCHMARK(BM_DataLessThanReal);
+BENCHMARK_CAPTURE(BM_DataLessThan, UInt, 3ULL, 4ULL);
+BENCHMARK_CAPTURE(BM_DataLessThan, Real, 3.0, 4.0);
 
 // Building and copying a numeric sample, as a metric buffer does for each element.
 void BM_DataConstructAndCopyUInt(benchmark::State& state) {
@@ -72,22 +50,23 @@ void BM_DataConstructAndCopyUInt(benchmark::State& state) {
         pwr::Data copy(value);
         benchmark::DoNotOptimize(copy);
     }
-    reportAllocations(state, before);
+    vrbench::reportAllocations(state, before);
 }
 BENCHMARK(BM_DataConstructAndCopyUInt);
 
+// One table cell's text.
 void BM_FormatterFormatReal(benchmark::State& state) {
+    vrbench::environment();
     pwr::RealFormatter formatter(" W", 10, 2);
     pwr::Data value(1234.5678);
     std::string out;
     out.reserve(64);
-    vrbench::environment();
     uint64_t before = vrbench::allocationCount();
     for (auto _ : state) {
         formatter.format(out, value);
         benchmark::DoNotOptimize(out);
     }
-    reportAllocations(state, before);
+    vrbench::reportAllocations(state, before);
 }
 BENCHMARK(BM_FormatterFormatReal);
 

@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "support/LogCapture.h"
@@ -21,27 +22,18 @@ Tokens drain(Tokenizer& t) {
 }
 
 TEST(Tokenizer, RunsOfDelimitersCountAsOne) {
-    struct Case {
-        const char* text;
-        const char* delims;
-        Tokens tokens;
-    };
-    const Case cases[] = {
+    const std::tuple<const char*, const char*, Tokens> cases[] = {
         {",a,,b,", ",", {"a", "b"}},
         {"SKX_MSR_C6=0x3FD", "_=", {"SKX", "MSR", "C6", "0x3FD"}},
-        {"a\xff"
-         "b\xfe",
-         "\xff\xfe",
-         {"a", "b"}},
+        {"a\377b\376", "\377\376", {"a", "b"}},
         {"no delimiters", "", {"no delimiters"}},
         {"a b", nullptr, {}},
-        {"", ",", {}},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.text);
-        Tokenizer t(c.text, c.delims);
-        EXPECT_EQ(t.get_all_tokens(), c.tokens);
-        EXPECT_EQ(drain(t), c.tokens) << "the cursor starts again at the first token";
+        {"", ",", {}}};
+    for (const auto& [text, delims, tokens] : cases) {
+        SCOPED_TRACE(text);
+        Tokenizer t(text, delims);
+        EXPECT_EQ(t.get_all_tokens(), tokens);
+        EXPECT_EQ(drain(t), tokens) << "the cursor starts again at the first token";
         EXPECT_EQ(t.get_next_token(), nullptr) << "and stays at the end";
         EXPECT_EQ(t.str_get_next_token(), "");
     }
@@ -88,8 +80,7 @@ TEST(Tokenizer, CopiesCarryTheCursorAndOwnTheirToken) {
 
 TEST(GetNextToken, SplitsAtEachDelimiterAndKeepsEmptyTokens) {
     const std::pair<const char*, Tokens> cases[] = {
-        {"a,b,", {"a", "b"}}, {"a,,b", {"a", "", "b"}}, {",a", {"", "a"}}, {"abc", {"abc"}}, {",", {""}},
-    };
+        {"a,b,", {"a", "b"}}, {"a,,b", {"a", "", "b"}}, {",a", {"", "a"}}, {"abc", {"abc"}}, {",", {""}}};
     for (const auto& c : cases) {
         SCOPED_TRACE(c.first);
         std::string rest = c.first;
@@ -114,23 +105,17 @@ TEST(GetRequiredToken, NeedsExactlyTheExpectedNumberOfTokens) {
     EXPECT_EQ(pwr::get_required_token("k=v", 1, 2, "="), "k");
     EXPECT_EQ(capture.text(), "");
 
-    struct Case {
-        const char* text;
-        int tokNum, maxToks;
-        const char* warning;
-    };
-    const Case cases[] = {
+    const std::tuple<const char*, int, int, const char*> cases[] = {
         {"a b c", 2, 2, "WARNING: invalid # toks = 3 (expected 2)\n"},
         {"", 1, 1, "WARNING: invalid # toks = 0 (expected 1)\n"},
         {"a b c", 4, 3, "WARNING: tok_num = 4, max_num_toks = 3\n"},
         {"a b c", 0, 3, "WARNING: tok_num = 0, max_num_toks = 3\n"},
-        {"a", 1, -1, "WARNING: tok_num = 1, max_num_toks = -1\n"},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.warning);
+        {"a", 1, -1, "WARNING: tok_num = 1, max_num_toks = -1\n"}};
+    for (const auto& [text, tokNum, maxToks, warning] : cases) {
+        SCOPED_TRACE(warning);
         capture.clear();
-        EXPECT_EQ(pwr::get_required_token(c.text, c.tokNum, c.maxToks, nullptr), "");
-        EXPECT_EQ(capture.debug().text(), c.warning);
+        EXPECT_EQ(pwr::get_required_token(text, tokNum, maxToks, nullptr), "");
+        EXPECT_EQ(capture.debug().text(), warning);
     }
     EXPECT_THROW(pwr::get_required_token("   ", 1, 1, nullptr), std::out_of_range);
 }

@@ -8,6 +8,7 @@
 #include <cmath>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <thread>
 
 #include "vantrell/platform/Platform.h"
@@ -19,15 +20,10 @@ namespace platform = pwr::platform;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
-TEST(Platform, PathFormsMapSeparatorsBothWays) {
+TEST(Platform, PathFormsAndPerThreadLastError) {
     EXPECT_EQ(platform::toStoredPath("/opt/vantrell/bin"), "\\opt\\vantrell\\bin");
     EXPECT_EQ(platform::toNativePath("\\opt\\vantrell\\bin\\"), "/opt/vantrell/bin/");
-    EXPECT_EQ(platform::toNativePath(platform::toStoredPath("rel/a b/c.so")), "rel/a b/c.so");
-}
-
-TEST(Platform, LastErrorIsTheSystemTextAndPerThread) {
     platform::setLastError(ENOENT);
-    EXPECT_EQ(platform::getLastErrorText(), "No such file or directory");
     std::string otherThread;
     std::thread([&otherThread] { otherThread = platform::getLastErrorText(); }).join();
     EXPECT_EQ(otherThread, "Success");
@@ -48,7 +44,7 @@ TEST(Platform, ModulePathHookFailureLeavesThePathAlone) {
     EXPECT_EQ(path, platform::toStoredPath(fs::read_symlink("/proc/self/exe").string()));
 }
 
-TEST(Platform, OpensASystemLibraryAndFindsItsSymbols) {
+TEST(Platform, OpensLibrariesAndFailsInTheLoadersWords) {
     void* libm = platform::openLibrary("libm.so.6");
     ASSERT_NE(libm, nullptr) << platform::getLastErrorText();
     auto cosine = reinterpret_cast<double (*)(double)>(platform::findSymbol(libm, "cos"));
@@ -57,55 +53,41 @@ TEST(Platform, OpensASystemLibraryAndFindsItsSymbols) {
     EXPECT_EQ(platform::findSymbol(libm, "vr_no_such_symbol"), nullptr);
     EXPECT_THAT(platform::getLastErrorText(), HasSubstr("vr_no_such_symbol"));
     EXPECT_TRUE(platform::closeLibrary(libm));
-}
 
-TEST(Platform, FailuresCarryTheLoadersWords) {
     EXPECT_EQ(platform::openLibrary("libvr-missing-library.so"), nullptr);
     EXPECT_THAT(
         platform::getLastErrorText(),
         HasSubstr("libvr-missing-library.so: cannot open shared object file: No such file or directory"));
-    EXPECT_EQ(platform::openLibrary(""), nullptr);
-    EXPECT_EQ(platform::getLastErrorText(), "Invalid argument");
-    EXPECT_EQ(platform::findSymbol(nullptr, "cos"), nullptr);
-    EXPECT_EQ(platform::getLastErrorText(), "Invalid argument");
-    EXPECT_FALSE(platform::closeLibrary(nullptr));
-    EXPECT_EQ(platform::getLastErrorText(), "Invalid argument");
+    const std::function<bool()> refusals[] = {[] { return platform::openLibrary("") == nullptr; },
+                                              [] { return platform::findSymbol(nullptr, "cos") == nullptr; },
+                                              [] { return !platform::closeLibrary(nullptr); }};
+    for (const auto& refused : refusals) {
+        platform::setLastError(0);
+        EXPECT_TRUE(refused());
+        EXPECT_EQ(platform::getLastErrorText(), "Invalid argument");
+    }
 }
 
 // Two plug-in directories in a fresh temporary place: "good" holds a link to the real libm under the
-// name "libvrpick.so", "bad" a text file of that name. Clears the search path before and after.
-class SearchPathTest : public ::testing::Test {
-  protected:
-    void SetUp() override {
-        platform::resetLibrarySearchPath();
-        root = fs::path(::testing::TempDir()) / ("vr_platform_test_" + std::to_string(getpid()));
-        fs::create_directories(root / "good");
-        fs::create_directories(root / "bad");
-        Dl_info info{};
-        ASSERT_NE(dladdr(reinterpret_cast<void*>(&::cos), &info), 0);
-        fs::create_symlink(fs::canonical(info.dli_fname), root / "good" / "libvrpick.so");
-        std::ofstream(root / "bad" / "libvrpick.so") << "not a library\n";
-    }
-    void TearDown() override {
-        platform::resetLibrarySearchPath();
-        fs::remove_all(root);
-    }
-    static std::u16string wide(const std::string& stored) {
-        std::u16string units;
-        for (char byte : stored) {
-            units.push_back(static_cast<unsigned char>(byte));
-        }
-        return units;
-    }
-    std::string stored(const char* leaf) const { return platform::toStoredPath((root / leaf).string()); }
+// name "libvrpick.so", "bad" a text file of that name.
+TEST(Platform, BareNamesAreFoundInTheSearchPathInOrder) {
+    fs::path root = fs::path(::testing::TempDir()) / ("vr_platform_test_" + std::to_string(getpid()));
+    fs::create_directories(root / "good");
+    fs::create_directories(root / "bad");
+    Dl_info info{};
+    ASSERT_NE(dladdr(reinterpret_cast<void*>(&::cos), &info), 0);
+    fs::create_symlink(fs::canonical(info.dli_fname), root / "good" / "libvrpick.so");
+    std::ofstream(root / "bad" / "libvrpick.so") << "not a library\n";
+    auto stored = [&root](const char* leaf) { return platform::toStoredPath((root / leaf).string()); };
+    auto wide = [](const std::string& text) { return std::u16string(text.begin(), text.end()); };
 
-    fs::path root;
-};
-
-TEST_F(SearchPathTest, BareNamesAreFoundInTheSearchPathInOrder) {
+    platform::resetLibrarySearchPath();
     EXPECT_EQ(platform::openLibrary("libvrpick.so"), nullptr);  // nowhere yet
-
+    ASSERT_TRUE(platform::addLibraryDirectory(wide(stored("good"))));
     ASSERT_TRUE(platform::addLibraryDirectory(wide(stored("good") + "\\")));
+    ASSERT_TRUE(platform::addLibraryDirectory(wide(stored("good"))));
+    EXPECT_THAT(platform::getAddedLibraryDirectories(),
+                ElementsAre((root / "good").string(), (root / "good/").string()));
     void* found = platform::openLibrary("libvrpick.so");
     ASSERT_NE(found, nullptr) << platform::getLastErrorText();
     EXPECT_NE(platform::findSymbol(found, "cos"), nullptr);
@@ -115,29 +97,21 @@ TEST_F(SearchPathTest, BareNamesAreFoundInTheSearchPathInOrder) {
     platform::setLibraryDirectory(stored("bad"));
     EXPECT_EQ(platform::openLibrary("libvrpick.so"), nullptr);
     EXPECT_THAT(platform::getLastErrorText(), HasSubstr((root / "bad" / "libvrpick.so").string()));
-
     // A name with a separator is opened as it stands.
     void* direct = platform::openLibrary(stored("good") + "\\libvrpick.so");
     ASSERT_NE(direct, nullptr) << platform::getLastErrorText();
     EXPECT_TRUE(platform::closeLibrary(direct));
-}
 
-TEST_F(SearchPathTest, AddedDirectoriesAreCheckedAndKeptOnce) {
-    ASSERT_TRUE(platform::addLibraryDirectory(wide(stored("good"))));
-    ASSERT_TRUE(platform::addLibraryDirectory(wide(stored("good"))));
-    ASSERT_TRUE(platform::addLibraryDirectory(wide(stored("bad"))));
-    EXPECT_THAT(platform::getAddedLibraryDirectories(),
-                ElementsAre((root / "good").string(), (root / "bad").string()));
-
-    EXPECT_FALSE(platform::addLibraryDirectory(u""));
-    EXPECT_EQ(platform::getLastErrorText(), "Invalid argument");
-    EXPECT_FALSE(platform::addLibraryDirectory(u"\\opt\\\u0100"));  // not one byte per unit
-    EXPECT_EQ(platform::getLastErrorText(), "Invalid argument");
+    for (const std::u16string& refused : {std::u16string(), std::u16string(u"\\opt\\\u0100")}) {
+        platform::setLastError(0);
+        EXPECT_FALSE(platform::addLibraryDirectory(refused)) << "empty, or not one byte per unit";
+        EXPECT_EQ(platform::getLastErrorText(), "Invalid argument");
+    }
     EXPECT_EQ(platform::getAddedLibraryDirectories().size(), 2u);
-
     platform::resetLibrarySearchPath();
     EXPECT_TRUE(platform::getAddedLibraryDirectories().empty());
     EXPECT_EQ(platform::getLibraryDirectory(), "");
+    fs::remove_all(root);
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "support/TestWriter.h"
 
+#include <deque>
 #include <iterator>
 #include <utility>
 
@@ -9,13 +10,24 @@
 
 namespace vrtest {
 
+namespace {
+
+std::string join(const std::deque<std::string>& cells, const std::string& separator) {
+    std::string line;
+    for (size_t i = 0; i < cells.size(); ++i) {
+        line += (i != 0 ? separator : "") + cells[i];
+    }
+    return line;
+}
+
+}  // namespace
+
 TestWriter::TestWriter(std::string uuid, std::string cellSeparator)
     : WriterPlugin(std::move(uuid)), separator(std::move(cellSeparator)) {}
 
 void TestWriter::clear() {
-    callCounts = Counts();
+    callNames.clear();
     printedTables.clear();
-    printedLines.clear();
     ids.clear();
     idSizes.clear();
     receivedTexts.clear();
@@ -24,18 +36,8 @@ void TestWriter::clear() {
     headers.clear();
 }
 
-std::string TestWriter::join(const std::deque<std::string>& cells, const std::string& separator) {
-    std::string line;
-    for (size_t i = 0; i < cells.size(); ++i) {
-        if (i != 0) {
-            line += separator;
-        }
-        line += cells[i];
-    }
-    return line;
-}
-
 void TestWriter::note_i(const char* operation) {
+    callNames.emplace_back(operation);
     if (callLog != nullptr) {
         callLog->push_back(getUUID() + ":" + operation);
     }
@@ -43,33 +45,28 @@ void TestWriter::note_i(const char* operation) {
 
 int TestWriter::openOutput() {
     note_i("openOutput");
-    ++callCounts.openOutput;
     return 0;
 }
 
 int TestWriter::closeOutput() {
     note_i("closeOutput");
-    ++callCounts.closeOutput;
     return 0;
 }
 
 int TestWriter::writeMessage(const pwr::MetricContainerInfoMessage& message) {
     note_i("containerInfo");
-    ++callCounts.containerInfo;
     headers.push_back(message.getContainerHeader());
     return 0;
 }
 
 int TestWriter::writeMessage(const pwr::Metric& metric) {
     note_i("metric");
-    ++callCounts.metric;
     receivedMetrics.push_back(&metric);
     return metricResult;
 }
 
 int TestWriter::writeMessage(const pwr::IdMessage& message) {
     note_i("id");
-    ++callCounts.id;
     idSizes.push_back(message.size());
     ids.insert(ids.end(), message.begin(), message.end());
     return 0;
@@ -77,35 +74,24 @@ int TestWriter::writeMessage(const pwr::IdMessage& message) {
 
 int TestWriter::writeMessage(const pwr::SystemMessage& message) {
     note_i("system");
-    ++callCounts.system;
     receivedSystems.push_back(&message.getSystemMetadata());
     return 0;
 }
 
 int TestWriter::writeMessage(const pwr::TextMessage& message) {
     note_i("text");
-    ++callCounts.text;
     receivedTexts.push_back({message.getMessageType(), message.getMessage()});
     return 0;
 }
 
 int TestWriter::writeMessage(const pwr::TableMessage& message) {
     note_i("table");
-    ++callCounts.table;
-    if (tableHook) {
-        tableHook(message);
-    }
-    PrintedTable printed;
-    printed.title = message.getTitle();
-    printed.messageId = message.getMessageId();
-    getColumnTitles(message, printed.titles);
-    getRowValues(message, printed.cells);
-    printed.titleLine = join(printed.titles, separator);
-    printed.cellLine = join(printed.cells, separator);
-    printed.validPairs = static_cast<size_t>(std::distance(message.validBegin(), message.validEnd()));
-    printedLines.push_back(printed.titleLine);
-    printedLines.push_back(printed.cellLine);
-    printedTables.push_back(std::move(printed));
+    std::deque<std::string> titles;
+    std::deque<std::string> cells;
+    getColumnTitles(message, titles);
+    getRowValues(message, cells);
+    printedTables.push_back({message.getTitle(), join(titles, separator), join(cells, separator),
+                             static_cast<size_t>(std::distance(message.validBegin(), message.validEnd()))});
     return 0;
 }
 

@@ -2,14 +2,14 @@
 
 // A writer plug-in for tests: records what the stream hands it and prints every table the way a
 // simple text writer would, one line of column titles and one line of cell texts, built with
-// getColumnTitles and getRowValues. Counts each writeMessage overload and the two output calls, and
-// returns a settable result for metrics, so that suites can make a writer fail.
+// getColumnTitles and getRowValues. Notes every call by name ("table", "id", "text", "system",
+// "containerInfo", "metric", "openOutput", "closeOutput") and returns a settable result for metrics,
+// so that suites can make a writer fail.
 //
 // The recorded pointers (metrics, ids, system records) are borrowed from the caller of the push and
 // are only compared, never read after the push. One thread at a time.
 
-#include <deque>
-#include <functional>
+#include <algorithm>
 #include <set>
 #include <string>
 #include <vector>
@@ -28,26 +28,11 @@ namespace vrtest {
 
 class TestWriter : public WriterPlugin {
   public:
-    // How many times each operation was called.
-    struct Counts {
-        int table = 0;
-        int id = 0;
-        int text = 0;
-        int system = 0;
-        int containerInfo = 0;
-        int metric = 0;
-        int openOutput = 0;
-        int closeOutput = 0;
-    };
-
     // One table as it was printed at the moment of its push.
     struct PrintedTable {
         std::string title;
-        unsigned messageId = 0;
-        std::deque<std::string> titles;
-        std::deque<std::string> cells;
-        std::string titleLine;  // the titles joined with the separator
-        std::string cellLine;   // the cells joined with the separator
+        std::string titleLine;  // the column titles joined with the separator
+        std::string cellLine;   // the cell texts joined with the separator
         size_t validPairs = 0;  // entries between validBegin() and validEnd()
     };
 
@@ -55,15 +40,19 @@ class TestWriter : public WriterPlugin {
     struct ReceivedText {
         pwr::MessageType type;
         std::string text;
+        bool operator==(const ReceivedText& other) const { return type == other.type && text == other.text; }
     };
 
     explicit TestWriter(std::string uuid = "TestWriter", std::string separator = ",");
 
-    // Every table, in order of arrival, and the printed lines, two per table (titles, then cells).
-    const std::vector<PrintedTable>& tables() const { return printedTables; }
-    const std::vector<std::string>& lines() const { return printedLines; }
-    const Counts& counts() const { return callCounts; }
+    // Every call, by operation name, in order, and how often `operation` was called.
+    const std::vector<std::string>& calls() const { return callNames; }
+    int count(const std::string& operation) const {
+        return static_cast<int>(std::count(callNames.begin(), callNames.end(), operation));
+    }
 
+    // Every table, in order of arrival.
+    const std::vector<PrintedTable>& tables() const { return printedTables; }
     // Every id of every IdMessage, in order of arrival, and the size of each IdMessage.
     const std::vector<const pwr::UniqueId*>& announcedIds() const { return ids; }
     const std::vector<size_t>& idMessageSizes() const { return idSizes; }
@@ -75,11 +64,8 @@ class TestWriter : public WriterPlugin {
 
     // The result of writeMessage(const Metric&); 0 until set.
     void setMetricResult(int result) { metricResult = result; }
-    // Called with each table during its push, before it is printed (for checks of the table as the
-    // writer sees it). Empty by default.
-    void setTableHook(std::function<void(const pwr::TableMessage&)> hook) { tableHook = std::move(hook); }
-    // When set, every call appends "<uuid>:<operation>" to `log`, so that suites can see the order in
-    // which several writers were reached. The log must outlive the writer's use.
+    // When set, every call also appends "<uuid>:<operation>" to `log`, so that suites can see the
+    // order in which several writers were reached. The log must outlive the writer's use.
     void setCallLog(std::vector<std::string>* log) { callLog = log; }
 
     // Forgets everything recorded; the settings stay.
@@ -95,9 +81,6 @@ class TestWriter : public WriterPlugin {
     using WriterPlugin::getFieldValueFromHandle;
     using WriterPlugin::getRowValues;
 
-    // `cells` joined with `separator`.
-    static std::string join(const std::deque<std::string>& cells, const std::string& separator);
-
   private:
     int writeMessage(const pwr::MetricContainerInfoMessage& message) override;
     int writeMessage(const pwr::Metric& metric) override;
@@ -109,9 +92,8 @@ class TestWriter : public WriterPlugin {
     void note_i(const char* operation);
 
     std::string separator;
-    Counts callCounts;
+    std::vector<std::string> callNames;
     std::vector<PrintedTable> printedTables;
-    std::vector<std::string> printedLines;
     std::vector<const pwr::UniqueId*> ids;
     std::vector<size_t> idSizes;
     std::vector<ReceivedText> receivedTexts;
@@ -119,7 +101,6 @@ class TestWriter : public WriterPlugin {
     std::vector<const pwr::SystemMetadata*> receivedSystems;
     std::vector<std::string> headers;
     int metricResult = 0;
-    std::function<void(const pwr::TableMessage&)> tableHook;
     std::vector<std::string>* callLog = nullptr;
 };
 

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 
 #include "support/LogCapture.h"
 #include "value/RegistryEnvironment.h"
@@ -14,6 +15,8 @@ namespace {
 using pwr::Attribute;
 using pwr::AttributeType;
 using pwr::Data;
+using pwr::Quantity;
+using pwr::QuantityType;
 using vrtest::ScopedLogCapture;
 
 const char kNullLine[] = "WARNING: Please provide a valid non-null attribute to set.\n";
@@ -25,36 +28,46 @@ const Attribute* source() {
     return Attribute::get(AttributeType::SOURCE);
 }
 
+std::string titleOf(const Quantity* quantity) {
+    std::string text = "untouched";
+    quantity->toTitleString(text);
+    return text;
+}
+
+// The rate conversion as "status rate factor"; the outputs start with values it must replace.
+std::string rateOf(const Quantity* quantity) {
+    const Quantity* rate = Quantity::power();
+    double factor = 42.0;
+    const int status = quantity->getRateConversion(rate, factor);
+    return std::to_string(status) + " " + (rate == nullptr ? "-" : titleOf(rate)) + " " +
+           std::to_string(factor);
+}
+
 TEST(Attribute, PredefinedAttributesAreMadeOnceInTableOrder) {
+    ScopedLogCapture capture(2);
     const std::pair<AttributeType, const char*> rows[] = {
         {AttributeType::FREQUENCY, "Frequency"}, {AttributeType::IRQ, "IRQ"},
         {AttributeType::PROCESS, "Process"},     {AttributeType::THREAD, "Thread"},
         {AttributeType::SOURCE, "Source"},       {AttributeType::TARGET, "Target"},
     };
-    ScopedLogCapture capture(2);
     unsigned long long expectedId = Attribute::get(AttributeType::FREQUENCY)->getId();
     for (const auto& row : rows) {
-        SCOPED_TRACE(row.second);
         const Attribute* attribute = Attribute::get(row.first);
-        ASSERT_NE(attribute, nullptr);
+        ASSERT_NE(attribute, nullptr) << row.second;
         EXPECT_EQ(attribute->getId(), expectedId++);
         EXPECT_EQ(attribute->getName(), row.second);
-        EXPECT_EQ(attribute->getAttributeType(), row.first);
     }
     const Attribute* frequency = Attribute::get(AttributeType::FREQUENCY);
-    EXPECT_EQ(frequency->getQuantity(), pwr::Quantity::frequency());
-    EXPECT_EQ(frequency->getFieldName(), "Frequency (MHz)");
-    EXPECT_EQ(irq()->getQuantity(), nullptr);
-    EXPECT_EQ(irq()->getFieldName(), "IRQ");
+    EXPECT_EQ(frequency->getQuantity(), Quantity::frequency());
+    EXPECT_EQ(frequency->getFieldName() + "|" + irq()->getFieldName(), "Frequency (MHz)|IRQ");
     EXPECT_EQ(capture.text(), "");
 }
 
 TEST(Attribute, CreateMakesNewAttributesThatGetNeverReturns) {
     const Attribute* predefined = Attribute::get(AttributeType::FREQUENCY);
-    const Attribute* mine =
-        Attribute::create("Core clock", pwr::Quantity::frequency(), AttributeType::FREQUENCY);
+    const Attribute* mine = Attribute::create("Core clock", Quantity::frequency(), AttributeType::FREQUENCY);
     EXPECT_NE(mine, predefined);
-    EXPECT_NE(Attribute::create("Core clock", pwr::Quantity::frequency(), AttributeType::FREQUENCY), mine);
+    EXPECT_NE(Attribute::create("Core clock", Quantity::frequency(), AttributeType::FREQUENCY), mine);
     EXPECT_EQ(Attribute::get(AttributeType::FREQUENCY), predefined);
     EXPECT_EQ(mine->getFieldName(), "Frequency (MHz)");
 
@@ -70,21 +83,19 @@ TEST(AttributeValueManager, KeepsTheFirstValueInTheMapAndEveryValueInTheList) {
     pwr::AttributeValueManager values;
     ScopedLogCapture capture(2);
     values.addAttributeValue(irq(), Data(7LL));
-    values.addAttributeValue(source(), Data(std::string("disk")));
+    values.addAttributeValue(source(), Data("disk"));
     EXPECT_EQ(values.getAttributeCount(), 2u);
     EXPECT_EQ(values.getAttributeValue(Attribute::get(AttributeType::TARGET)), nullptr);
     EXPECT_EQ(capture.text(), "");
 
     EXPECT_EQ(values.addAttributeValue(irq(), Data(9LL)), 0);
     EXPECT_EQ(values.getAttributeCount(), 2u);
-    EXPECT_EQ(capture.debug().text(), "WARNING: Attribute map and list size mismatch.\n");
     ASSERT_EQ(std::distance(values.begin(), values.end()), 3);
     EXPECT_EQ(values.begin()[2].second, Data(9LL));
     EXPECT_EQ(*values.getAttributeValue(irq()), Data(7LL));
-
-    capture.clear();
     EXPECT_EQ(values.getAttributeValue(nullptr), nullptr);
-    EXPECT_EQ(capture.debug().text(), kNullLine);
+    EXPECT_EQ(capture.debug().text(),
+              "WARNING: Attribute map and list size mismatch.\n" + std::string(kNullLine));
 }
 
 TEST(DynamicAttributeValueManager, SetsReplacesByIdAndRefusesNull) {
@@ -92,13 +103,12 @@ TEST(DynamicAttributeValueManager, SetsReplacesByIdAndRefusesNull) {
     ScopedLogCapture capture(2);
     EXPECT_EQ(values.getAttributeValue(irq()), nullptr);
     EXPECT_EQ(values.setAttributeValue(irq(), Data(3ULL)), 0);
-    EXPECT_EQ(values.setAttributeValue(irq(), Data(std::string("replaced"))), 0);
+    EXPECT_EQ(values.setAttributeValue(irq(), Data("replaced")), 0);
     EXPECT_EQ(values.getAttributeCount(), 1u);
-    EXPECT_EQ(values.begin()->first, irq()->getId());
     // Looked up by id: a copy of the attribute finds the same entry.
     Attribute copy(*irq());
     ASSERT_NE(values.getAttributeValue(&copy), nullptr);
-    EXPECT_EQ(*values.getAttributeValue(&copy), Data(std::string("replaced")));
+    EXPECT_EQ(*values.getAttributeValue(&copy), Data("replaced"));
     EXPECT_EQ(capture.text(), "");
 
     EXPECT_EQ(values.setAttributeValue(nullptr, Data(1LL)), 1);
@@ -138,6 +148,54 @@ TEST(AttributeValueManager, HeldValuesOwnTheirCustomFormatters) {
     EXPECT_EQ(dynamicAssigned.getAttributeValue(source()), nullptr);
     EXPECT_NE(assigned.getAttributeValue(irq())->getCustomFormatter(),
               values.getAttributeValue(irq())->getCustomFormatter());
+}
+
+TEST(Quantity, BuiltInsCarryTheirTypesTitlesUnitsAndRates) {
+    const std::tuple<const Quantity*, int, const char*, const char*> rows[] = {
+        {Quantity::frequency(), 2, "Frequency (MHz)", "1 - 1.000000"},
+        {Quantity::time(), 1, "Time (ticks)", "0 Frequency (MHz) 0.000001"},
+        {Quantity::bandwidth(), 4, "Bandwidth (MB/s)", "1 - 1.000000"},
+        {Quantity::data(), 3, "Data (bytes)", "0 Bandwidth (MB/s) 0.000001"},
+        {Quantity::power(), 5, "Power (mW)", "1 - 1.000000"},
+        {Quantity::energy(), 6, "Energy (mJ)", "0 Power (mW) 1.000000"},
+        {Quantity::throughput(), 13, "Throughput (Ops/sec)", "1 - 1.000000"},
+        {Quantity::operations(), 12, "Operations (OpsCount)", "0 Throughput (Ops/sec) 1.000000"},
+        {Quantity::temperature(), 7, "Temperature (oC)", "1 - 1.000000"},
+        {Quantity::voltage(), 10, "Voltage (mV)", "1 - 1.000000"},
+        {Quantity::current(), 11, "Current (mA)", "1 - 1.000000"},
+    };
+    for (const auto& [quantity, type, title, rate] : rows) {
+        ASSERT_NE(quantity, nullptr) << title;
+        EXPECT_EQ(static_cast<int>(quantity->toQuantity()), type);
+        EXPECT_EQ(titleOf(quantity), title);
+        EXPECT_EQ(rateOf(quantity), rate);
+    }
+}
+
+TEST(Quantity, ReservedTypesGiveTheErrorQuantity) {
+    ScopedLogCapture capture(2);
+    const Quantity* error = Quantity::create(QuantityType(7), "Mine", "m", Quantity::power(), 2.0);
+    EXPECT_EQ(capture.debug().text(), "WARNING: Can't create a custom quantity of specified type\n");
+    EXPECT_EQ(titleOf(error), "ERROR (ERROR)");
+    EXPECT_EQ(error->toQuantity(), QuantityType::DUMMY);
+    for (uint32_t type = 0; type < 8; ++type) {
+        EXPECT_EQ(Quantity::create(QuantityType(type), "x", "y", nullptr, 1.0), error) << type;
+    }
+}
+
+TEST(Quantity, CustomTypesMakeANewQuantityOnEveryCall) {
+    ScopedLogCapture capture(2);
+    const Quantity* first = Quantity::create(QuantityType(8), "Widgets", "w", nullptr, 3.0);
+    const Quantity* again = Quantity::create(QuantityType(8), "Widgets", "w", nullptr, 3.0);
+    EXPECT_EQ(again->getId(), first->getId() + 1);
+    EXPECT_NE(Quantity::create(QuantityType::VOLTAGE, "Voltage", "mV", nullptr, 1.0), Quantity::voltage());
+    EXPECT_EQ(rateOf(first), "1 - 1.000000");  // no rate link: the asked-for factor doesn't count
+
+    const Quantity* perSecond = Quantity::create(QuantityType(14), "Widget rate", "w/s", nullptr, 1.0);
+    const Quantity* counted = Quantity::create(QuantityType(15), "Widget count", "", perSecond, 0.5);
+    EXPECT_EQ(rateOf(counted), "0 Widget rate (w/s) 0.500000");
+    EXPECT_EQ(titleOf(counted), "Widget count");  // without units the title stands alone
+    EXPECT_EQ(capture.text(), "");
 }
 
 }  // namespace

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <initializer_list>
 #include <string>
+#include <utility>
 
 #include "support/LogCapture.h"
 #include "value/RegistryEnvironment.h"
@@ -8,72 +10,75 @@
 #include "vantrell/value/DataHandle.h"
 #include "vantrell/value/Description.h"
 #include "vantrell/value/Formatter.h"
+#include "vantrell/value/Quantity.h"
 
 namespace {
 
 using pwr::Attribute;
-using pwr::AttributeType;
 using pwr::Data;
 using pwr::DataDescriptor;
-using pwr::DataDescriptorBuilder;
+using pwr::DataHandle;
+using pwr::Description;
 using pwr::Event;
 using pwr::EventDescription;
 using vrtest::ScopedLogCapture;
 
 const char kMismatchLine[] = "WARNING: Attribute map and list size mismatch.\n";
+const char kNotAHandleValueLine[] = "WARNING: Attempt to retrieve handle value from a non-unsigned type\n";
 
 const Attribute* irq() {
-    return Attribute::get(AttributeType::IRQ);
+    return Attribute::get(pwr::AttributeType::IRQ);
 }
 const Attribute* source() {
-    return Attribute::get(AttributeType::SOURCE);
+    return Attribute::get(pwr::AttributeType::SOURCE);
+}
+
+const pwr::Field* field(const std::string& name) {
+    return pwr::Field::create(Description(name, ""));
+}
+
+pwr::DataDescriptorBuilder builder(const std::string& name, const std::string& shortName,
+                                   std::initializer_list<std::pair<const Attribute*, Data>> values) {
+    pwr::DataDescriptorBuilder made(name, shortName);
+    for (const auto& value : values) {
+        made.addAttributeValue(value.first, value.second);
+    }
+    return made;
 }
 
 TEST(Description, ShortNameDefaultsOnlyInThePlainForm) {
-    pwr::Description plain("C0", "");
-    EXPECT_EQ(plain.getShortName(), "C0");
-    EXPECT_EQ(plain.getFieldName(), "C0");
-    EXPECT_EQ(plain.getType(), pwr::DescriptionType::DESCRIPTION);
-    EXPECT_EQ(pwr::Description("C0", "zero").getShortName(), "zero");
-
+    EXPECT_EQ(Description("C0", "").getShortName(), "C0");
+    EXPECT_EQ(Description("C0", "zero").getShortName(), "zero");
     pwr::StateDescription state("C0", "");
     EXPECT_EQ(state.getShortName(), "");
     EXPECT_EQ(state.getFieldName(), "C0");
-    EXPECT_EQ(state.getType(), pwr::DescriptionType::STATE);
-    EXPECT_EQ(pwr::FieldDescription("f", "").getType(), pwr::DescriptionType::FIELD);
 }
 
 TEST(Description, StateValueCanNameTheField) {
     pwr::StateDescription state("C6", "c6");
     state.addAttributeValue(irq(), Data(5LL), true);
     EXPECT_EQ(state.getFieldName(), "5");
-
-    // The map keeps its first value, but the field name follows each request.
+    // The map keeps its first value, but the field name follows each request, formatted.
     Data hex(255LL);
     hex.setCustomFormatter(pwr::IntFormatter(0, true));
     EXPECT_EQ(state.addAttributeValue(irq(), hex, true), 0);
     EXPECT_EQ(state.getFieldName(), "0xff");
     EXPECT_EQ(*state.getAttributeValue(irq()), Data(5LL));
-
-    state.addAttributeValue(source(), Data(std::string("ignored")));
+    state.addAttributeValue(source(), Data("ignored"));
     EXPECT_EQ(state.getFieldName(), "0xff");
     EXPECT_EQ(std::distance(state.begin(), state.end()), 0);
 }
 
 TEST(DataHandle, HandlesCopyTheirDescriptionsTexts) {
-    pwr::Description description("Package C-state", "PC");
+    Description description("Package C-state", "PC");
     description.setFieldName("PC state");
     description.setDescription("long text");
     description.setHeader("Package");
-    const pwr::Field* field = pwr::Field::create(description);
+    const pwr::Field* made = pwr::Field::create(description);
     description.setHeader("changed later");
-
-    EXPECT_EQ(field->getQualifiedName(), "Package C-state");
-    EXPECT_EQ(field->getShortName(), "PC");
-    EXPECT_EQ(field->getFieldName(), "PC state");
-    EXPECT_EQ(field->getDescription(), "long text");
-    EXPECT_EQ(field->getHeader(), "Package");
-    EXPECT_EQ(field->getHandleType(), pwr::DataHandleType::FIELD);
+    EXPECT_EQ(made->getQualifiedName() + "|" + made->getShortName() + "|" + made->getFieldName() + "|" +
+                  made->getDescription() + "|" + made->getHeader(),
+              "Package C-state|PC|PC state|long text|Package");
 }
 
 TEST(Field, TakesExpectedAttributesOnlyFromAFieldDescription) {
@@ -81,14 +86,10 @@ TEST(Field, TakesExpectedAttributesOnlyFromAFieldDescription) {
     withAttributes.addAttribute(irq());
     withAttributes.addAttribute(irq());
     withAttributes.addAttribute(nullptr);
-    const pwr::Field* field = pwr::Field::create(withAttributes);
-    ASSERT_EQ(field->getAttributeCount(), 3u);
-    EXPECT_EQ(*field->begin(), irq());
-    EXPECT_EQ(field->begin()[2], nullptr);
-
-    const pwr::Field* plain = pwr::Field::create(pwr::Description("Residency", ""));
-    EXPECT_EQ(plain->getAttributeCount(), 0u);
-    EXPECT_NE(plain, field);
+    const pwr::Field* made = pwr::Field::create(withAttributes);
+    ASSERT_EQ(made->getAttributeCount(), 3u);
+    EXPECT_TRUE(made->begin()[0] == irq() && made->begin()[1] == irq() && made->begin()[2] == nullptr);
+    EXPECT_EQ(field("Residency")->getAttributeCount(), 0u);
 }
 
 TEST(State, TakesTheMapOnlyAndChangesThroughItsConstPointer) {
@@ -97,13 +98,10 @@ TEST(State, TakesTheMapOnlyAndChangesThroughItsConstPointer) {
     const pwr::State* state = pwr::State::create(description);
     const pwr::State* twin = pwr::State::create(description);
     EXPECT_NE(state, twin);
-    EXPECT_EQ(state->getHandleType(), pwr::DataHandleType::STATE);
 
     ScopedLogCapture capture(2);
     EXPECT_EQ(state->getAttributeCount(), 1u);
     EXPECT_EQ(capture.debug().text(), kMismatchLine);
-    EXPECT_EQ(std::distance(state->begin(), state->end()), 0);
-
     EXPECT_EQ(state->addAttributeValue(irq(), Data(2LL)), 0);
     EXPECT_EQ(state->addAttributeValue(source(), Data(3LL)), 0);
     EXPECT_EQ(*state->getAttributeValue(irq()), Data(2LL));
@@ -113,77 +111,45 @@ TEST(State, TakesTheMapOnlyAndChangesThroughItsConstPointer) {
 }
 
 TEST(Interning, KeysJoinNamesAttributeIdsAndFormattedValues) {
-    DataDescriptorBuilder builder("Bandwidth", "BW");
-    EXPECT_EQ(builder.getKey(), "Bandwidth-BW");
-    builder.addAttributeValue(irq(), Data(12LL));
     Data hex(255ULL);
     hex.setCustomFormatter(pwr::UIntFormatter(0, true));
-    builder.addAttributeValue(source(), hex);
-    EXPECT_EQ(builder.getKey(), "Bandwidth-BW-" + std::to_string(irq()->getId()) + "-12-" +
-                                    std::to_string(source()->getId()) + "-0xff");
-
+    EXPECT_EQ(builder("Bandwidth", "BW", {}).getKey(), "Bandwidth-BW");
+    EXPECT_EQ(builder("Bandwidth", "BW", {{irq(), Data(12LL)}, {source(), hex}}).getKey(),
+              "Bandwidth-BW-" + std::to_string(irq()->getId()) + "-12-" + std::to_string(source()->getId()) +
+                  "-0xff");
     // An event description fills only its map, so its key holds the names alone.
     EventDescription event("Interrupt", "");
     event.addAttributeValue(irq(), Data(12LL));
     EXPECT_EQ(event.getKey(), "Interrupt-");
 }
 
-TEST(Interning, EqualBuildersYieldOneDataDescriptor) {
-    auto build = [](long long value) {
-        DataDescriptorBuilder builder("Interrupts", "irq");
-        builder.addAttributeValue(irq(), Data(value));
-        return builder;
-    };
+TEST(Interning, DescriptorsAreOnePerKeyAndEqualPairs) {
     ScopedLogCapture capture(2);
-    const DataDescriptor* first = DataDescriptor::create(build(10));
-    const DataDescriptor* again = DataDescriptor::create(build(10));
-    EXPECT_EQ(first, again);
-    EXPECT_EQ(first->getHandleType(), pwr::DataHandleType::DATA_DESCRIPTOR);
-
-    // No number was spent on the second request.
-    const DataDescriptor* other = DataDescriptor::create(build(11));
-    EXPECT_NE(other, first);
+    const auto forward = builder("Traffic", "", {{irq(), Data(1LL)}, {source(), Data(2LL)}});
+    const DataDescriptor* first = DataDescriptor::create(forward);
+    EXPECT_EQ(DataDescriptor::create(forward), first);
+    // No number was spent on the repeated request.
+    const DataDescriptor* other = DataDescriptor::create(builder("Traffic", "", {{irq(), Data(11LL)}}));
     EXPECT_EQ(other->getId(), first->getId() + 1);
     EXPECT_EQ(*other->getAttributeValue(irq()), Data(11LL));
     EXPECT_EQ(std::distance(other->begin(), other->end()), 1);
     EXPECT_EQ(capture.text(), "");
-}
 
-TEST(Interning, AttributeOrderAndNamesArePartOfADescriptorsIdentity) {
-    DataDescriptorBuilder forward("Traffic", "");
-    forward.addAttributeValue(irq(), Data(1LL));
-    forward.addAttributeValue(source(), Data(2LL));
-    DataDescriptorBuilder backward("Traffic", "");
-    backward.addAttributeValue(source(), Data(2LL));
-    backward.addAttributeValue(irq(), Data(1LL));
-    const DataDescriptor* first = DataDescriptor::create(forward);
-    EXPECT_NE(DataDescriptor::create(backward), first);
-    EXPECT_EQ(DataDescriptor::create(forward), first);
+    // equal() weighs the name and the pairs; the key adds their order and the short name.
+    const auto backward = builder("Traffic", "", {{source(), Data(2LL)}, {irq(), Data(1LL)}});
+    const auto shortNamed = builder("Traffic", "t", {{irq(), Data(1LL)}, {source(), Data(2LL)}});
+    const auto renamed = builder("traffic", "", {{irq(), Data(1LL)}, {source(), Data(2LL)}});
+    EXPECT_TRUE(first->equal(forward) && first->equal(backward) && first->equal(shortNamed));
+    EXPECT_FALSE(first->equal(renamed) || first->equal(builder("Traffic", "", {})));
+    for (const auto* differing : {&backward, &shortNamed, &renamed}) {
+        EXPECT_NE(DataDescriptor::create(*differing), first);
+    }
 
-    EXPECT_TRUE(first->equal(forward));
-    EXPECT_TRUE(first->equal(backward));  // same pairs: only the key tells them apart
-    EXPECT_FALSE(first->equal(DataDescriptorBuilder("Traffic", "")));
-    DataDescriptorBuilder renamed("traffic", "");
-    renamed.addAttributeValue(irq(), Data(1LL));
-    renamed.addAttributeValue(source(), Data(2LL));
-    EXPECT_FALSE(first->equal(renamed));
-    EXPECT_NE(DataDescriptor::create(renamed), first);
-
-    // A short name only changes the key.
-    DataDescriptorBuilder shortNamed("Traffic", "t");
-    shortNamed.addAttributeValue(irq(), Data(1LL));
-    shortNamed.addAttributeValue(source(), Data(2LL));
-    EXPECT_TRUE(first->equal(shortNamed));
-    EXPECT_NE(DataDescriptor::create(shortNamed), first);
-}
-
-TEST(Interning, ANullAttributeNeverMatches) {
-    ScopedLogCapture capture(2);
-    DataDescriptorBuilder builder("With null", "");
-    builder.addAttributeValue(nullptr, Data(1LL));
-    const DataDescriptor* first = DataDescriptor::create(builder);
+    // A null attribute never matches: each request makes another descriptor.
+    const auto withNull = builder("With null", "", {{nullptr, Data(1LL)}});
+    const DataDescriptor* nullFirst = DataDescriptor::create(withNull);
     EXPECT_EQ(capture.text(), "");
-    EXPECT_NE(DataDescriptor::create(builder), first);
+    EXPECT_NE(DataDescriptor::create(withNull), nullFirst);
     EXPECT_EQ(capture.debug().text(), "WARNING: Please provide a valid non-null attribute to set.\n");
 }
 
@@ -197,10 +163,8 @@ TEST(Interning, EventsDifferingOnlyInValuesAreOneEvent) {
     const Event* first = Event::create(describe(1));
     // Creating counted nothing yet; the lookup counts the event and the description once each.
     EXPECT_EQ(capture.text(), "");
-    const Event* again = Event::create(describe(2));
-    EXPECT_EQ(first, again);
+    EXPECT_EQ(Event::create(describe(2)), first);
     EXPECT_EQ(capture.debug().text(), std::string(kMismatchLine) + kMismatchLine);
-    EXPECT_EQ(first->getHandleType(), pwr::DataHandleType::EVENT);
     EXPECT_EQ(*first->getAttributeValue(irq()), Data(1LL));
 
     // Another attribute count, or another name, is another event.
@@ -211,16 +175,107 @@ TEST(Interning, EventsDifferingOnlyInValuesAreOneEvent) {
     EXPECT_NE(Event::create(EventDescription("Sleep", "w")), first);
 }
 
-TEST(NameValuePair, EveryCreateIsANewHandle) {
-    const pwr::NameValuePair* first = pwr::NameValuePair::create(3, "C3", "C-state");
-    const pwr::NameValuePair* second = pwr::NameValuePair::create(3, "C3", "C-state");
-    EXPECT_NE(first, second);
-    EXPECT_EQ(second->getId(), first->getId() + 1);
-    EXPECT_EQ(first->getValue(), 3u);
-    EXPECT_EQ(first->getValueDesc(), "C3");
-    EXPECT_EQ(first->getInfoName(), "C-state");
-    EXPECT_EQ(first->getName(), "C-state");
-    EXPECT_EQ(first->getHandleType(), pwr::DataHandleType::NAME_VALUE_PAIR);
+TEST(HandleValue, HoldsTheIdAndReadsBackTheRegisteredHandle) {
+    const pwr::Field* core = field("Core");
+    Data value(*core);
+    // A copy of the handle has its id, so it leads back to the registered object.
+    pwr::Field copy(*core);
+    EXPECT_EQ(Data(copy), value);
+    const pwr::Field* other = field("Other");
+    EXPECT_EQ(value.setValue(*other), 0);
+    const DataHandle* out = nullptr;
+    EXPECT_EQ(value.toHandle(out), 0);
+    EXPECT_EQ(out, other);
+
+    // Only a HANDLE value takes a handle; a refused one is set but invalid.
+    ScopedLogCapture capture(2);
+    Data none;
+    EXPECT_EQ(none.setValue(*core), 1);
+    EXPECT_EQ(none.getType(), pwr::DataType::NONE);
+    EXPECT_TRUE(none.isSet() && !none.isValid());
+    EXPECT_EQ(capture.debug().text(),
+              "WARNING: Invalid attempt to initialize data of the wrong type (0 != 7)\n");
+}
+
+TEST(FormatHandle, PrintsTheQualifiedNameOrTheNumberAndNameOfAPair) {
+    struct Case {
+        const DataHandle* handle;
+        int width;
+        const char* text;
+    };
+    const Case cases[] = {
+        {field("Core_3"), 0, "Core_3"},
+        {field("C0"), 6, "    C0"},
+        {field("longer than width"), 3, "longer than width"},
+        {pwr::State::create(pwr::StateDescription("C6", "")), 0, "C6"},
+        {Attribute::get(pwr::AttributeType::FREQUENCY), 0, "Frequency"},
+        {pwr::NameValuePair::create(3, "C3", "C-state"), 0, "3 - C-state"},
+        {pwr::NameValuePair::create(4000000000u, "big", "Id"), 14, "4000000000 - Id"},
+        {pwr::NameValuePair::create(1, "one", ""), 6, "  1 - "},
+    };
+    for (const Case& c : cases) {
+        std::string out = "old";
+        EXPECT_EQ(pwr::HandleFormatter(c.width).format(out, Data(*c.handle)), 0);
+        EXPECT_EQ(out, c.text);
+    }
+    // The type's own formatter is a HandleFormatter of width 0. Pairs are never shared.
+    std::string out;
+    EXPECT_EQ(Data(*cases[5].handle).toFormattedString(out), 0);
+    EXPECT_EQ(out, "3 - C-state");
+    EXPECT_EQ(pwr::NameValuePair::create(3, "C3", "C-state")->getId(), cases[7].handle->getId() + 1);
+}
+
+TEST(FormatHandle, FailuresLeaveTheOutputAsItWasAndReportOnlyWrongTypes) {
+    ScopedLogCapture capture(2);
+    const DataHandle* sentinel = field("sentinel");
+    Data invalidated(*sentinel);
+    invalidated.invalidate();
+    const DataHandle* handle = sentinel;
+    std::string out = "kept";
+    EXPECT_EQ(pwr::HandleFormatter(4).format(out, Data(pwr::DataType::HANDLE)), 1);
+    EXPECT_EQ(invalidated.toHandle(handle), 1);
+    EXPECT_EQ(capture.text(), "");
+    EXPECT_EQ(pwr::Formatter::formatHandle(pwr::HandleFormatter(), out, Data(2.5)), 1);
+    EXPECT_EQ(Data(5LL).toHandle(handle), 1);
+    EXPECT_EQ(out + " " + handle->getName(), "kept sentinel");
+    EXPECT_EQ(capture.debug().text(), std::string(kNotAHandleValueLine) + kNotAHandleValueLine);
+}
+
+// A handle that never went through a create: it has an id, but the registry doesn't know it.
+class LooseHandle : public DataHandle {
+  public:
+    LooseHandle() : DataHandle(Description("loose", ""), pwr::DataHandleType::FIELD) {}
+};
+
+TEST(UniqueId, EachObjectTakesTheNextNumberAndCopiesShareIt) {
+    const pwr::Field* first = field("a");
+    const pwr::Quantity* second = pwr::Quantity::create(pwr::QuantityType(20), "Widgets", "w", nullptr, 1.0);
+    pwr::Quantity copy(*second);
+    pwr::Quantity assigned(*pwr::Quantity::power());
+    assigned = copy;
+    pwr::Quantity moved(std::move(copy));
+    EXPECT_TRUE(assigned.getId() == second->getId() && moved.getId() == second->getId());
+    // The second object took the next number, and none of the copies consumed one.
+    EXPECT_EQ(field("b")->getId(), first->getId() + 2);
+}
+
+TEST(UniqueId, GetReportsUnknownIdsAndObjectsThatAreNoHandles) {
+    ScopedLogCapture capture(2);
+    const DataHandle* previous = field("previous");
+    const DataHandle* found = previous;
+    LooseHandle loose;
+    EXPECT_EQ(DataHandle::get(loose.getId(), found), 1);
+    EXPECT_EQ(found, previous);
+    EXPECT_EQ(DataHandle::get(pwr::Quantity::power()->getId(), found), 1);
+    EXPECT_EQ(found, nullptr);
+    EXPECT_EQ(capture.debug().text(),
+              "WARNING: Handle id " + std::to_string(loose.getId()) +
+                  " not found in UniqueId map\nWARNING: UniqueId isn't a DataHandle type\n");
+
+    // Below warning verbosity the gate keeps both lines back.
+    ScopedLogCapture quiet(1);
+    EXPECT_EQ(DataHandle::get(loose.getId(), found), 1);
+    EXPECT_EQ(quiet.text(), "");
 }
 
 }  // namespace

@@ -26,24 +26,16 @@ TEST(DataHandleProviderLifecycle, FromNothingToTheFirstTree) {
     vrtest::ScopedLogCapture capture(2);
 
     // Before any provider.
-    EXPECT_EQ(EntityHandle::getCPUPackageHandle(0), nullptr);
-    EXPECT_EQ(EntityHandle::getCPUModuleHandle(0), nullptr);
-    EXPECT_EQ(EntityHandle::getCPUCoreHandle(0), nullptr);
-    EXPECT_EQ(EntityHandle::getCPUThreadHandle(0), nullptr);
-    EXPECT_EQ(EntityHandle::getCPUPackageCount(), -1);
-    EXPECT_EQ(EntityHandle::getCPUModuleCount(), -1);
-    EXPECT_EQ(EntityHandle::getCPUCoreCount(), -1);
-    EXPECT_EQ(EntityHandle::getCPUThreadCount(), -1);
+    EXPECT_TRUE(
+        EntityHandle::getCPUPackageHandle(0) == nullptr && EntityHandle::getCPUModuleHandle(0) == nullptr &&
+        EntityHandle::getCPUCoreHandle(0) == nullptr && EntityHandle::getCPUThreadHandle(0) == nullptr);
+    EXPECT_EQ(EntityHandle::getCPUPackageCount() + EntityHandle::getCPUModuleCount() +
+                  EntityHandle::getCPUCoreCount() + EntityHandle::getCPUThreadCount(),
+              -4);
     EXPECT_EQ(EntityHandle::getSystemHandle(), nullptr);
     EXPECT_EQ(EntityHandle::getCPUEntityHandle(nullptr), nullptr);
-    std::string expected;
-    for (int i = 0; i < 4; ++i) {
-        expected += kHandleLine;
-    }
-    for (int i = 0; i < 4; ++i) {
-        expected += kCountLine;
-    }
-    EXPECT_EQ(capture.debug().text(), expected);
+    const std::string handles = std::string(kHandleLine) + kHandleLine + kHandleLine + kHandleLine;
+    EXPECT_EQ(capture.debug().text(), handles + kCountLine + kCountLine + kCountLine + kCountLine);
 
     // A stream without writers: what it is told goes nowhere. It keeps the set's address.
     const std::set<WriterPlugin*> noWriters;
