@@ -5,6 +5,7 @@
 
 #include "vantrell/plugin/Logger.h"
 #include "vantrell/plugin/PluginEnvironment.h"
+#include "vantrell/value/UniqueId.h"
 
 namespace {
 
@@ -45,6 +46,12 @@ PluginEnvironment& environment() {
     }();
     g_pluginEnvironment = &env;
     return env;
+}
+
+void environmentWithRegistry() {
+    environment();
+    static const bool initialized = (pwr::UniqueId::initialize(), true);
+    (void)initialized;
 }
 
 uint64_t allocationCount() {

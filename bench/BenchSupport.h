@@ -15,6 +15,9 @@ namespace vrbench {
 // loggers that discard everything. Verbosity 1.
 PluginEnvironment& environment();
 
+// The environment above plus the UniqueId registry, made once for the whole program.
+void environmentWithRegistry();
+
 uint64_t allocationCount();
 
 // Adds the counter "allocs/iter": allocations since `before`, per iteration.

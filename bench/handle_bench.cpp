@@ -10,15 +10,6 @@
 
 namespace {
 
-void ensureRegistry() {
-    static const bool initialized = [] {
-        vrbench::environment();
-        pwr::UniqueId::initialize();
-        return true;
-    }();
-    (void)initialized;
-}
-
 pwr::DataDescriptorBuilder makeBuilder(const std::string& name, int attributes) {
     pwr::DataDescriptorBuilder builder(name, "");
     const pwr::AttributeType types[] = {pwr::AttributeType::FREQUENCY, pwr::AttributeType::IRQ,
@@ -32,7 +23,7 @@ pwr::DataDescriptorBuilder makeBuilder(const std::string& name, int attributes) 
 // The request of a meaning that is known already: the key, the bucket lookup and one equal(); no new
 // object. Arguments: attributes on the builder, other meanings in the registry.
 void BM_DataDescriptorCreateExisting(benchmark::State& state) {
-    ensureRegistry();
+    vrbench::environmentWithRegistry();
     const int attributes = static_cast<int>(state.range(0));
     const int others = static_cast<int>(state.range(1));
     static int round = 0;

@@ -15,15 +15,6 @@
 
 namespace {
 
-void ensureRegistry() {
-    static const bool initialized = [] {
-        vrbench::environment();
-        pwr::UniqueId::initialize();
-        return true;
-    }();
-    (void)initialized;
-}
-
 std::string topologyText(int cpus) {
     std::string text;
     for (int cpu = 0; cpu < cpus; ++cpu) {
@@ -67,7 +58,7 @@ const pwr::SystemMetadata& machine() {
 }
 
 void BM_SystemMetadataSerialize(benchmark::State& state) {
-    ensureRegistry();
+    vrbench::environmentWithRegistry();
     const pwr::SystemMetadata& m = machine();
     uint64_t before = vrbench::allocationCount();
     size_t bytes = 0;
@@ -84,7 +75,7 @@ void BM_SystemMetadataSerialize(benchmark::State& state) {
 BENCHMARK(BM_SystemMetadataSerialize);
 
 void BM_SystemMetadataDeserialize(benchmark::State& state) {
-    ensureRegistry();
+    vrbench::environmentWithRegistry();
     pwr::Serializer stored;
     machine().serialize(stored);
     const size_t bytes = stored.size();
@@ -107,7 +98,7 @@ BENCHMARK(BM_SystemMetadataDeserialize);
 // The same read without the entity rebuild: the record is cut inside the last byte of its last clock
 // sync, so every field up to there is parsed and then the record fails, skipping resetTopology.
 void BM_SystemMetadataParseOnly(benchmark::State& state) {
-    ensureRegistry();
+    vrbench::environmentWithRegistry();
     pwr::Serializer stored;
     machine().serialize(stored);
     std::vector<char> bytes = stored.get_buffer();

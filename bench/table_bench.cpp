@@ -16,13 +16,6 @@ namespace {
 constexpr int kEntities = 16;
 constexpr int kFields = 8;
 
-void ensureRegistry() {
-    vrbench::environment();
-    if (pwr::Quantity::time() == nullptr) {
-        pwr::UniqueId::initialize();
-    }
-}
-
 // A created table of 16 entities and 8 plain fields, half UINT and half REAL, as a summary
 // accumulator builds it once and refills it for every push.
 struct BenchTable {
@@ -72,7 +65,7 @@ struct BenchTable {
 
 // One push cycle: set all 128 cells, read them back, reset.
 void BM_TableSetReadResetCycle(benchmark::State& state) {
-    ensureRegistry();
+    vrbench::environmentWithRegistry();
     BenchTable bench;
     unsigned long long base = 1;
     const uint64_t before = vrbench::allocationCount();
@@ -92,7 +85,7 @@ void BM_TableSetReadResetCycle(benchmark::State& state) {
 BENCHMARK(BM_TableSetReadResetCycle);
 
 void BM_TableSetOneNumericCell(benchmark::State& state) {
-    ensureRegistry();
+    vrbench::environmentWithRegistry();
     BenchTable bench;
     unsigned long long value = 0;
     const uint64_t before = vrbench::allocationCount();
@@ -104,7 +97,7 @@ void BM_TableSetOneNumericCell(benchmark::State& state) {
 BENCHMARK(BM_TableSetOneNumericCell);
 
 void BM_TableReadOneCell(benchmark::State& state) {
-    ensureRegistry();
+    vrbench::environmentWithRegistry();
     BenchTable bench;
     bench.setAll(3);
     const uint64_t before = vrbench::allocationCount();

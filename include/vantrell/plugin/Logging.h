@@ -30,7 +30,7 @@ inline bool isOpen(unsigned int level) {
 
 // True when `area` is an open debug area.
 inline bool isAreaOpen(const char* area) {
-    return g_pluginEnvironment->isDebugLoggingEnabledFor(area);
+    return g_pluginEnvironment->hasDebugAreas() && g_pluginEnvironment->isDebugLoggingEnabledFor(area);
 }
 
 // Formats the message into a buffer of its measured size and hands it to the logger of its level.

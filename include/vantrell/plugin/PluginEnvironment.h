@@ -66,6 +66,8 @@ class VR_EXPORT PluginEnvironment {
     bool isDebugLoggingEnabledFor(const std::string& area) const;
     // Adds `area` to the set of open debug areas. No prefix matching takes place anywhere.
     void addPrefixForDebugLogging(const std::string& area);
+    // True when any debug area is open, so that a shut area site costs a load and a test.
+    bool hasDebugAreas() const { return !debugPrefixes.empty(); }
 
     // Copies `text` to the back of the host's message queue; a null `text` is ignored.
     void queueMessage(const char* text);

@@ -10,29 +10,32 @@ namespace pwr {
 
 // ---- Construction -----------------------------------------------------------------------------
 
-Data::Data()
-    : value{}, helper(nullptr), customFormatter(nullptr), type(DataType::NONE), valid(false), set(false) {
-    init_i(DataType::NONE);
-}
+Data::Data() : Data(DataType::NONE) {}
 
-Data::Data(DataType newType) : Data() {
+Data::Data(DataType newType)
+    : value{}, helper(nullptr), customFormatter(nullptr), type(newType), valid(false), set(false) {
     init_i(newType);
 }
 
-Data::Data(const long long& v) : Data() {
-    setScalar_i(DataType::INT, v);
+// The typed constructors are on the per-sample path: one helper look-up, no type test.
+Data::Data(const long long& v) : Data(DataType::INT) {
+    value.i[0] = v;
+    set = valid = true;
 }
 
-Data::Data(const unsigned long long& v) : Data() {
-    setScalar_i(DataType::UINT, v);
+Data::Data(const unsigned long long& v) : Data(DataType::UINT) {
+    value.u[0] = v;
+    set = valid = true;
 }
 
-Data::Data(const double& v) : Data() {
-    setScalar_i(DataType::REAL, v);
+Data::Data(const double& v) : Data(DataType::REAL) {
+    value.r[0] = v;
+    set = valid = true;
 }
 
-Data::Data(const std::string& v) : Data() {
-    setValue(v);
+Data::Data(const std::string& v) : Data(DataType::STRING) {
+    stringValue = v;
+    set = valid = true;
 }
 
 Data::Data(const IntRange& v) : Data(DataType::INT_RANGE) {

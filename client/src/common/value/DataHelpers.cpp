@@ -41,18 +41,39 @@ const char kNoneTypeText[] = "WARNING: Cannot use data object with type pwr::Dat
 
 }  // namespace
 
+// ---- Defaults of the two templates ----------------------------------------------------------
+
+// The range kinds have no start values for running statistics: they answer as the base does.
+template <DataType kType, typename FormatterType>
+int NumberHelper<kType, FormatterType>::initMax(Data& target) const {
+    return DataHelper::initMax(target);
+}
+
+template <DataType kType, typename FormatterType>
+int NumberHelper<kType, FormatterType>::initMin(Data& target) const {
+    return DataHelper::initMin(target);
+}
+
+template <DataType kType, typename FormatterType>
+const Formatter& ComparingHelper<kType, FormatterType>::getFormatter() const {
+    return formatter;
+}
+
 // ---- VoidHelper -------------------------------------------------------------------------------
 
+template <>
 bool VoidHelper::lessThan(const Data&, const Data&) const {
     VR_LOG(2, "%s", kNoneTypeText);
     return false;
 }
 
+template <>
 bool VoidHelper::equals(const Data&, const Data&) const {
     VR_LOG(2, "%s", kNoneTypeText);
     return true;
 }
 
+template <>
 const Formatter& VoidHelper::getFormatter() const {
     VR_LOG(2, "%s", kNoneTypeText);
     return formatter;
@@ -60,10 +81,12 @@ const Formatter& VoidHelper::getFormatter() const {
 
 // ---- IntHelper --------------------------------------------------------------------------------
 
+template <>
 int IntHelper::initZero(Data& target) const {
     return target.setValue(0LL);
 }
 
+template <>
 int IntHelper::accumulate(Data& accumulator, const Data& input) const {
     if (input.getType() != DataType::INT) {
         VR_LOG(2, "WARNING: Accumulator must have INT type as input\n");
@@ -72,32 +95,39 @@ int IntHelper::accumulate(Data& accumulator, const Data& input) const {
     return accumulator.setValue(wrappingAdd(intWord(accumulator, 0), intWord(input, 0)));
 }
 
+template <>
 int IntHelper::multiply(Data& target, double factor) const {
     return target.setValue(roundedProduct(intWord(target, 0), factor));
 }
 
+template <>
 int IntHelper::initMax(Data& target) const {
     return target.setValue(std::numeric_limits<long long>::min());
 }
 
+template <>
 int IntHelper::initMin(Data& target) const {
     return target.setValue(std::numeric_limits<long long>::max());
 }
 
+template <>
 bool IntHelper::lessThan(const Data& left, const Data& right) const {
     return intWord(left, 0) < intWord(right, 0);
 }
 
+template <>
 bool IntHelper::equals(const Data& left, const Data& right) const {
     return readable(left) == readable(right) && intWord(left, 0) == intWord(right, 0);
 }
 
 // ---- UIntHelper -------------------------------------------------------------------------------
 
+template <>
 int UIntHelper::initZero(Data& target) const {
     return target.setValue(0ULL);
 }
 
+template <>
 int UIntHelper::accumulate(Data& accumulator, const Data& input) const {
     if (input.getType() != DataType::UINT) {
         VR_LOG(2, "WARNING: Accumulator must have UINT type as input\n");
@@ -106,33 +136,40 @@ int UIntHelper::accumulate(Data& accumulator, const Data& input) const {
     return accumulator.setValue(uintWord(accumulator, 0) + uintWord(input, 0));
 }
 
+template <>
 int UIntHelper::multiply(Data& target, double factor) const {
     double product = static_cast<double>(uintWord(target, 0)) * factor;
     return target.setValue(truncateToUInt64(std::round(product)));
 }
 
+template <>
 int UIntHelper::initMax(Data& target) const {
     return target.setValue(0ULL);
 }
 
+template <>
 int UIntHelper::initMin(Data& target) const {
     return target.setValue(std::numeric_limits<unsigned long long>::max());
 }
 
+template <>
 bool UIntHelper::lessThan(const Data& left, const Data& right) const {
     return uintWord(left, 0) < uintWord(right, 0);
 }
 
+template <>
 bool UIntHelper::equals(const Data& left, const Data& right) const {
     return readable(left) == readable(right) && uintWord(left, 0) == uintWord(right, 0);
 }
 
 // ---- RealHelper -------------------------------------------------------------------------------
 
+template <>
 int RealHelper::initZero(Data& target) const {
     return target.setValue(0.0);
 }
 
+template <>
 int RealHelper::accumulate(Data& accumulator, const Data& input) const {
     double addend = 0.0;
     switch (input.getType()) {
@@ -156,34 +193,41 @@ int RealHelper::accumulate(Data& accumulator, const Data& input) const {
     return accumulator.setValue(realWord(accumulator, 0) + addend);
 }
 
+template <>
 int RealHelper::multiply(Data& target, double factor) const {
     return target.setValue(realWord(target, 0) * factor);
 }
 
 // The lowest start is the smallest positive normal number, not the most negative one: a running
 // maximum over only negative values stays at this tiny positive start.
+template <>
 int RealHelper::initMax(Data& target) const {
     return target.setValue(DBL_MIN);
 }
 
+template <>
 int RealHelper::initMin(Data& target) const {
     return target.setValue(DBL_MAX);
 }
 
+template <>
 bool RealHelper::lessThan(const Data& left, const Data& right) const {
     return realWord(left, 0) < realWord(right, 0);
 }
 
+template <>
 bool RealHelper::equals(const Data& left, const Data& right) const {
     return readable(left) == readable(right) && realWord(left, 0) == realWord(right, 0);
 }
 
 // ---- IntRangeHelper ---------------------------------------------------------------------------
 
+template <>
 int IntRangeHelper::initZero(Data& target) const {
     return target.setValue(Data::IntRange(0, 0));
 }
 
+template <>
 int IntRangeHelper::accumulate(Data& accumulator, const Data& input) const {
     long long first = 0;
     long long second = 0;
@@ -200,15 +244,18 @@ int IntRangeHelper::accumulate(Data& accumulator, const Data& input) const {
                                                wrappingAdd(intWord(accumulator, 1), second)));
 }
 
+template <>
 int IntRangeHelper::multiply(Data& target, double factor) const {
     return target.setValue(Data::IntRange(roundedProduct(intWord(target, 0), factor),
                                           roundedProduct(intWord(target, 1), factor)));
 }
 
+template <>
 bool IntRangeHelper::lessThan(const Data& left, const Data& right) const {
     return intWord(left, 0) < intWord(right, 0);
 }
 
+template <>
 bool IntRangeHelper::equals(const Data& left, const Data& right) const {
     return readable(left) == readable(right) && intWord(left, 0) == intWord(right, 0) &&
            intWord(left, 1) == intWord(right, 1);
@@ -216,10 +263,12 @@ bool IntRangeHelper::equals(const Data& left, const Data& right) const {
 
 // ---- UIntRangeHelper --------------------------------------------------------------------------
 
+template <>
 int UIntRangeHelper::initZero(Data& target) const {
     return target.setValue(Data::UIntRange(0, 0));
 }
 
+template <>
 int UIntRangeHelper::accumulate(Data& accumulator, const Data& input) const {
     unsigned long long first = 0;
     unsigned long long second = 0;
@@ -238,6 +287,7 @@ int UIntRangeHelper::accumulate(Data& accumulator, const Data& input) const {
 
 // Full range on the way in, but the signed truncation on the way back: unlike a UINT scalar, a
 // product at or above 2^63 does not survive.
+template <>
 int UIntRangeHelper::multiply(Data& target, double factor) const {
     auto scale = [factor](unsigned long long bound) {
         return static_cast<unsigned long long>(
@@ -246,10 +296,12 @@ int UIntRangeHelper::multiply(Data& target, double factor) const {
     return target.setValue(Data::UIntRange(scale(uintWord(target, 0)), scale(uintWord(target, 1))));
 }
 
+template <>
 bool UIntRangeHelper::lessThan(const Data& left, const Data& right) const {
     return uintWord(left, 0) < uintWord(right, 0);
 }
 
+template <>
 bool UIntRangeHelper::equals(const Data& left, const Data& right) const {
     return readable(left) == readable(right) && uintWord(left, 0) == uintWord(right, 0) &&
            uintWord(left, 1) == uintWord(right, 1);
@@ -257,10 +309,12 @@ bool UIntRangeHelper::equals(const Data& left, const Data& right) const {
 
 // ---- RealRangeHelper --------------------------------------------------------------------------
 
+template <>
 int RealRangeHelper::initZero(Data& target) const {
     return target.setValue(Data::RealRange(0.0, 0.0));
 }
 
+template <>
 int RealRangeHelper::accumulate(Data& accumulator, const Data& input) const {
     double first = 0.0;
     double second = 0.0;
@@ -294,14 +348,17 @@ int RealRangeHelper::accumulate(Data& accumulator, const Data& input) const {
         Data::RealRange(realWord(accumulator, 0) + first, realWord(accumulator, 1) + second));
 }
 
+template <>
 int RealRangeHelper::multiply(Data& target, double factor) const {
     return target.setValue(Data::RealRange(realWord(target, 0) * factor, realWord(target, 1) * factor));
 }
 
+template <>
 bool RealRangeHelper::lessThan(const Data& left, const Data& right) const {
     return realWord(left, 0) < realWord(right, 0);
 }
 
+template <>
 bool RealRangeHelper::equals(const Data& left, const Data& right) const {
     return readable(left) == readable(right) && realWord(left, 0) == realWord(right, 0) &&
            realWord(left, 1) == realWord(right, 1);
@@ -310,18 +367,22 @@ bool RealRangeHelper::equals(const Data& left, const Data& right) const {
 // ---- StringHelper and HandleHelper ------------------------------------------------------------
 
 // std::string compares bytes as unsigned characters, then the shorter first.
+template <>
 bool StringHelper::lessThan(const Data& left, const Data& right) const {
     return stringOf(left) < stringOf(right);
 }
 
+template <>
 bool StringHelper::equals(const Data& left, const Data& right) const {
     return stringOf(left) == stringOf(right);
 }
 
+template <>
 bool HandleHelper::lessThan(const Data& left, const Data& right) const {
     return uintWord(left, 0) < uintWord(right, 0);
 }
 
+template <>
 bool HandleHelper::equals(const Data& left, const Data& right) const {
     return readable(left) == readable(right) && uintWord(left, 0) == uintWord(right, 0);
 }
