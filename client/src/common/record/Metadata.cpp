@@ -189,8 +189,9 @@ int MsgMetadata::readMetaValues_i(Serializer& in, unsigned int version) {
         }
         // Only operations belong here; anything else is read past and dropped.
         if (auto* operationRecord = dynamic_cast<OperationMetadata*>(record.get())) {
-            record.release();
+            // Owned by `record` until the list holds it, so that a failed push_back leaks nothing.
             metaValues.push_back(operationRecord);
+            (void)record.release();
         }
     }
     return 0;

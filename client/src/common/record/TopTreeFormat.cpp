@@ -138,7 +138,7 @@ int TopTree::readNode_i(Serializer& serializer, long long parentKey, unsigned de
         if (child != nullptr) {
             std::unique_ptr<TNode> owned(child);
             node->addChild_i(child);
-            owned.release();
+            (void)owned.release();
             nodes[child->getType()][topology_key::pack(runningKey, child->getID())] = child;
         }
     }
