@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "support/LogCapture.h"
+#include "support/RecordBytes.h"
 #include "vantrell/record/Metadata.h"
 #include "vantrell/record/Serializer.h"
 
@@ -19,18 +20,7 @@ using pwr::MetricMetadata;
 using pwr::MsgMetadata;
 using pwr::OperationMetadata;
 using pwr::Serializer;
-
-std::vector<char> bytesOf(const Metadata& record) {
-    Serializer out;
-    record.serialize(out);
-    return out.get_buffer();
-}
-
-std::unique_ptr<Metadata> readBack(const std::vector<char>& bytes, size_t length = SIZE_MAX) {
-    Serializer in(
-        std::vector<char>(bytes.begin(), bytes.begin() + static_cast<long>(std::min(length, bytes.size()))));
-    return std::unique_ptr<Metadata>(Metadata::deserialize(in, 0));
-}
+using vrtest::bytesOf;
 
 OperationMetadata* operation(const std::string& name, const std::string& tag) {
     auto* op = new OperationMetadata(name, "CONSTANT", 8);
@@ -77,11 +67,11 @@ TEST(Metadata, EveryKindReadsBackWhollyAndEveryPrefixFails) {
     for (const Metadata* record : std::vector<const Metadata*>{&msg, &bare, &metric, &collector}) {
         SCOPED_TRACE(record->getType());
         std::vector<char> bytes = bytesOf(*record);
-        auto back = readBack(bytes);
+        auto back = vrtest::readRecord(bytes);
         ASSERT_NE(back, nullptr);
         EXPECT_EQ(bytesOf(*back), bytes) << "writing again gives the same bytes";
         for (size_t length = 0; length < bytes.size(); ++length) {
-            EXPECT_EQ(readBack(bytes, length), nullptr) << length;
+            EXPECT_EQ(vrtest::readRecord(bytes, length), nullptr) << length;
         }
     }
     EXPECT_EQ(capture.text(), "") << "a cut message says nothing";
@@ -115,13 +105,13 @@ TEST(Metadata, UnknownTagsAndShortEnvelopesGiveNull) {
         out.write_uint32(tag);
         out.write_uint32(0);
         testing::internal::CaptureStderr();
-        EXPECT_EQ(readBack(out.get_buffer()), nullptr);
+        EXPECT_EQ(vrtest::readRecord(out.get_buffer()), nullptr);
         EXPECT_EQ(testing::internal::GetCapturedStderr(),
                   "ERROR: unsupported Metadata Data Type " + std::to_string(tag) + "\n");
     }
     testing::internal::CaptureStderr();
     for (size_t length = 0; length < 4; ++length) {
-        EXPECT_EQ(readBack(std::vector<char>(length, 0)), nullptr);
+        EXPECT_EQ(vrtest::readRecord(std::vector<char>(length, 0)), nullptr);
     }
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
@@ -138,13 +128,13 @@ TEST(Metadata, EmptyRequiredTextsFailTheRecord) {
          }) {
         MsgMetadata msg = sampleMessage();
         spoil(msg);
-        EXPECT_EQ(readBack(bytesOf(msg)), nullptr);
+        EXPECT_EQ(vrtest::readRecord(bytesOf(msg)), nullptr);
     }
-    EXPECT_EQ(readBack(bytesOf(OperationMetadata("", "MSR", 4))), nullptr);
-    EXPECT_EQ(readBack(bytesOf(CollectorMetadata(""))), nullptr);
+    EXPECT_EQ(vrtest::readRecord(bytesOf(OperationMetadata("", "MSR", 4))), nullptr);
+    EXPECT_EQ(vrtest::readRecord(bytesOf(CollectorMetadata(""))), nullptr);
     MetricMetadata metric(1, 2);
     metric.addValue("k", "");
-    EXPECT_EQ(readBack(bytesOf(metric)), nullptr);
+    EXPECT_EQ(vrtest::readRecord(bytesOf(metric)), nullptr);
 }
 
 TEST(Metadata, MessageKeepsOnlyNestedOperations) {
@@ -155,7 +145,7 @@ TEST(Metadata, MessageKeepsOnlyNestedOperations) {
     std::unique_ptr<OperationMetadata>(operation("op", "T"))->serialize(out);
     out.write_strings(std::vector<std::string>{"END"});
     out.write_count(0);
-    auto back = readBack(out.get_buffer());
+    auto back = vrtest::readRecord(out.get_buffer());
     ASSERT_NE(back, nullptr);
     auto& msg = dynamic_cast<MsgMetadata&>(*back);
     ASSERT_EQ(msg.getMetaValues().size(), 1u);
@@ -176,11 +166,11 @@ TEST(Metadata, NestedMessagesBeyondTheBoundFail) {
         return out.get_buffer();
     };
     vrtest::ScopedLogCapture capture(1);
-    EXPECT_NE(readBack(nested(Metadata::kMaxNesting)), nullptr);
+    EXPECT_NE(vrtest::readRecord(nested(Metadata::kMaxNesting)), nullptr);
     EXPECT_EQ(capture.text(), "");
-    EXPECT_EQ(readBack(nested(Metadata::kMaxNesting + 1)), nullptr);
+    EXPECT_EQ(vrtest::readRecord(nested(Metadata::kMaxNesting + 1)), nullptr);
     EXPECT_EQ(capture.text(), "ERROR: Metadata records nested deeper than 32 -- giving up\n");
-    EXPECT_EQ(readBack(nested(100000)), nullptr) << "a deep file must not exhaust the stack";
+    EXPECT_EQ(vrtest::readRecord(nested(100000)), nullptr) << "a deep file must not exhaust the stack";
 }
 
 TEST(Metadata, OperationTagIsOptional) {
@@ -188,17 +178,17 @@ TEST(Metadata, OperationTagIsOptional) {
     for (size_t length : {bytes.size() - 2, bytes.size()}) {  // without the tag's length field, or empty
         SCOPED_TRACE(length);
         vrtest::ScopedLogCapture capture(3);
-        auto back = readBack(bytes, length);
+        auto back = vrtest::readRecord(bytes, length);
         ASSERT_NE(back, nullptr);
         EXPECT_EQ(bytesOf(*back), bytes);
         EXPECT_EQ(capture.text(), "WARNING: couldn't extract org msg tag!\n");
     }
     for (size_t length = 0; length < bytes.size() - 2; ++length) {
-        EXPECT_EQ(readBack(bytes, length), nullptr) << length;
+        EXPECT_EQ(vrtest::readRecord(bytes, length), nullptr) << length;
     }
     vrtest::ScopedLogCapture capture(3);
     std::unique_ptr<OperationMetadata> tagged(operation("name", "TAG"));
-    ASSERT_NE(readBack(bytesOf(*tagged)), nullptr);
+    ASSERT_NE(vrtest::readRecord(bytesOf(*tagged)), nullptr);
     EXPECT_EQ(capture.text(), "3DEBUG: OK, read org msg tag = TAG\n");
 }
 
@@ -213,7 +203,7 @@ void expectCuts(const Metadata& record, const std::string& kind,
         SCOPED_TRACE(length);
         next += cuts[next].first <= length ? 1 : 0;
         vrtest::ScopedLogCapture capture(2);
-        EXPECT_EQ(readBack(bytes, length), nullptr);
+        EXPECT_EQ(vrtest::readRecord(bytes, length), nullptr);
         EXPECT_EQ(capture.text(), length < 4 ? ""
                                              : std::string("WARNING: ERROR reading ") + cuts[next].second +
                                                    " while deserializing " + kind + " metadata message!\n");

@@ -10,12 +10,15 @@
 #include <vector>
 
 #include "support/LogCapture.h"
+#include "support/RecordBytes.h"
 #include "value/RegistryEnvironment.h"
 #include "vantrell/record/Serializer.h"
 #include "vantrell/record/SystemMetadata.h"
 #include "vantrell/value/EntityHandle.h"
 
 namespace {
+
+using vrtest::bytesOf;
 
 using pwr::Metadata;
 using pwr::Serializer;
@@ -169,16 +172,8 @@ Stored store(const SystemMetadata& m) {
     return stored;
 }
 
-std::vector<char> bytesOf(const Metadata& record) {
-    Serializer out;
-    record.serialize(out);
-    return out.get_buffer();
-}
-
 std::unique_ptr<SystemMetadata> readBack(const std::vector<char>& bytes, size_t length = SIZE_MAX) {
-    Serializer in(
-        std::vector<char>(bytes.begin(), bytes.begin() + static_cast<long>(std::min(length, bytes.size()))));
-    std::unique_ptr<Metadata> record(Metadata::deserialize(in, 0));
+    std::unique_ptr<Metadata> record = vrtest::readRecord(bytes, length);
     EXPECT_TRUE(record == nullptr || record->getType() == pwr::SYSTEM_METADATA);
     return std::unique_ptr<SystemMetadata>(static_cast<SystemMetadata*>(record.release()));
 }
