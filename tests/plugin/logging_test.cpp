@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "support/LogCapture.h"
+#include "support/VirtualSlot.h"
 #include "vantrell/plugin/Logger.h"
 #include "vantrell/plugin/Logging.h"
 
@@ -86,6 +87,28 @@ std::string readFile(const std::string& path) {
     std::stringstream content;
     content << in.rdbuf();
     return content.str();
+}
+
+// Loggers built elsewhere against the contract call these slots by position.
+struct SlotLogger : pwr::Logger {
+    void flushPending() override {}
+    static std::ptrdiff_t flushSlot() { return vrtest::virtualSlot(&SlotLogger::flushPending); }
+    // The last of the stream buffer's own slots, after which a derived class's new slots begin.
+    static std::ptrdiff_t lastBufferSlot() {
+        return std::max(vrtest::virtualSlot(&SlotLogger::sync), vrtest::virtualSlot(&SlotLogger::overflow));
+    }
+};
+
+TEST(Logger, OwnOperationsFollowTheStreamBufferSlotsInContractOrder) {
+    using vrtest::virtualSlot;
+    const std::ptrdiff_t own[] = {virtualSlot(&pwr::Logger::logMessage),
+                                  virtualSlot(&pwr::Logger::writeMessage),
+                                  virtualSlot(&pwr::Logger::getSinkStatus), SlotLogger::flushSlot(),
+                                  virtualSlot(&pwr::Logger::closeOutput)};
+    EXPECT_EQ(own[0], SlotLogger::lastBufferSlot() + 1);
+    for (std::size_t i = 1; i < std::size(own); ++i) {
+        EXPECT_EQ(own[i], own[i - 1] + 1) << "operation " << i;
+    }
 }
 
 TEST(FileLogger, TruncatesAndWritesEachMessageAtOnce) {

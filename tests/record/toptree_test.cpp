@@ -131,9 +131,11 @@ TEST(TopTreeAddNode, BuildsNodeByNodeWithoutNumbers) {
     // Existing nodes are reused; a module level goes between package and core.
     EXPECT_TRUE(tree.addNode(0, 2, -1, 3));
     EXPECT_TRUE(tree.addNode(4, 6, 1, 3));
+    // A child is found by id alone: core 1 is taken to be module 1, and the thread goes under it.
+    EXPECT_TRUE(tree.addNode(5, 1, -1, 3));
     EXPECT_EQ(summary(tree),
-              "1/1/0/2/3: Package_3/Core_2/Thread_0 #-1, Package_3/Core_2/Thread_1 #-1, "
-              "Package_3/Module_1/Core_6/Thread_4 #-1");
+              "1/1/0/2/4: Package_3/Module_1/Thread_5 #-1, Package_3/Core_2/Thread_0 #-1, "
+              "Package_3/Core_2/Thread_1 #-1, Package_3/Module_1/Core_6/Thread_4 #-1");
 
     capture.clear();
     EXPECT_FALSE(tree.addNode(-1, 0, 0, 0));
@@ -191,7 +193,6 @@ TEST(TopTreeFormat, RoundTripKeepsNumbersAndForm) {
         tree.buildTopology(kTwoPackages, coresPerModule);
         Serializer s(bytesOf(tree));
         TopTree read;
-        read.buildTopology("9 9 9 9", 0);  // replaced by what is read
         EXPECT_EQ(read.deserializeTree(s), 0);
         EXPECT_EQ(summary(read), summary(tree));
         EXPECT_EQ(bytesOf(read), bytesOf(tree));
@@ -244,7 +245,9 @@ TEST(TopTreeFormat, RecordsThatDisagreeWithTheirCountOrNoWriterMakes) {
         {"half a count", {1}, -1, "0/0/0/0/0: "},
         {"type above Die", record(1, {{0, 1}, {0, 7}, {kEnd, 0}, {kEnd, 0}}), -1, "1/0/0/0/0: "},
         {"huge type", record(1, {{0, 1}, {2, 3}, {kEnd, 0}, {5, 0xffffffffu}}), -1, "1/0/0/1/0: "},
-        {"a core as a root", record(2, {{0, 1}, {kEnd, 0}, {1, 3}, {kEnd, 0}}), -1, "1/0/0/0/0: "},
+        {"a core as a root is a package",
+         record(2, {{0, 1}, {kEnd, 0}, {1, 3}, {7, 4}, {kEnd, 0}, {kEnd, 0}}), 0,
+         "2/0/0/0/1: Core_1/Thread_7 #2"},
         {"package below a core", record(1, {{0, 1}, {0, 3}, {1, 1}, {kEnd, 0}, {kEnd, 0}, {kEnd, 0}}), -1,
          "1/0/0/1/0: "},
         {"end mark where the count promised a package", record(2, {{0, 1}, {kEnd, 0}, {kEnd, 0}}), -1,
@@ -261,6 +264,21 @@ TEST(TopTreeFormat, RecordsThatDisagreeWithTheirCountOrNoWriterMakes) {
         EXPECT_EQ(summary(read), expected);
         bytesOf(read);  // what was kept is a sound tree
     }
+}
+
+TEST(TopTreeFormat, ReadingAddsToTheTreeAndAnEmptyOrShortCountLeavesItAsItWas) {
+    ScopedLogCapture capture(1);
+    TopTree tree;
+    tree.addNode(0, 0, -1, 9);
+    const std::pair<std::vector<char>, int> cases[] = {{{1}, -1}, {record(0, {}), 0}};
+    for (const auto& [bytes, status] : cases) {
+        Serializer s(bytes);
+        EXPECT_EQ(tree.deserializeTree(s), status);
+        EXPECT_EQ(summary(tree), "1/0/0/1/1: Package_9/Core_0/Thread_0 #-1");
+    }
+    Serializer s(record(1, {{2, 1}, {kEnd, 0}}));
+    EXPECT_EQ(tree.deserializeTree(s), 0);
+    EXPECT_EQ(describe(tree, pwr::TOP_NODE_PACKAGE), "Package_2 #0, Package_9 #1");
 }
 
 TEST(TopTreeFormat, NodesWithNegativeIdsAreLeftOutWithAWarning) {

@@ -273,6 +273,9 @@ TEST(Data, CopiesOwnTheirFormatterButAssignmentSharesIt) {
     Data copy(original);
     EXPECT_NE(copy.getCustomFormatter(), original.getCustomFormatter());
     EXPECT_EQ(shown(copy), "    42");
+    // Given its own formatter, a value keeps a clone of it (the sanitizer build catches a use after free).
+    copy.setCustomFormatter(*copy.getCustomFormatter());
+    EXPECT_EQ(shown(copy), "    42");
 
     // Assignment copies the pointer. The target here is never destroyed, so that the shared
     // formatter is released exactly once, by `original`.

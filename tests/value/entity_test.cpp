@@ -189,25 +189,23 @@ TEST(DataHandleProvider, InitKeepsTheTreeAndResetMakesNewEntities) {
     EXPECT_EQ(qualified(EntityHandle::getCPUPackageHandle(1)), "CPU/Package_1");
 }
 
-TEST(DataHandleProvider, BrokenTopologyAndUnknownNodes) {
+TEST(DataHandleProvider, ATreeBuiltNodeByNodeCountsEveryLogicalCpu) {
     ScopedLogCapture capture(2);
-    pwr::SystemMetadata metadata = metadataOf("0 0 0 -1 1 0 0 -1");
-    // A node added by hand has no unique id, so its logical CPU can't be found among the entities.
-    metadata.getCPUTopology().addNode(7, 9, -1, 0);
+    // Nodes added by hand carry no unique id (-1), which is also the key of "CPU".
+    pwr::SystemMetadata metadata;
+    for (int cpu = 0; cpu < 4; ++cpu) {
+        ASSERT_TRUE(metadata.getCPUTopology().addNode(cpu, cpu / 2, -1, 0));
+    }
     capture.clear();
     EXPECT_EQ(DataHandleProvider::resetTopology(metadata), 0);
-    EXPECT_EQ(capture.text(), "WARNING: Topology is broken");
-    EXPECT_EQ(counts(), "2 0 2 2");
-    EXPECT_EQ(levelsOf(1), "CPU/Package_0 - CPU/Package_0/Core_0 CPU/Package_0/Core_0/Thread_1");
-    EXPECT_EQ(levelsOf(7), "- - - -");
-
-    capture.clear();
-    pwr::TopTree bigger;
-    bigger.buildTopology("0 0 0 -1 1 0 1 -1 2 0 2 -1 3 0 3 -1", 0);
-    std::vector<const pwr::TNode*> threads;
-    bigger.getAllThreads(threads);
-    EXPECT_EQ(EntityHandle::getCPUEntityHandle(threads.back()), nullptr);  // its unique id is unknown
+    EXPECT_EQ(counts(), "4 0 4 4");
     EXPECT_EQ(capture.text(), "");
+
+    pwr::TopTree unknown;
+    unknown.buildTopology("0 0 0 -1 1 0 1 -1 2 0 2 -1 3 0 3 -1", 0);
+    std::vector<const pwr::TNode*> threads;
+    unknown.getAllThreads(threads);
+    EXPECT_EQ(EntityHandle::getCPUEntityHandle(threads.back()), nullptr);  // its unique id is unknown
 }
 
 }  // namespace

@@ -42,7 +42,7 @@ TEST(DataHandleProviderLifecycle, FromNothingToTheFirstTree) {
     WriterStream* stream = WriterStream::create(noWriters);
     capture.clear();
     EXPECT_EQ(DataHandleProvider::addStream(stream), 1);
-    EXPECT_NE(capture.text().find("WARNING: ID Manager wasn't initialized!\n"), std::string::npos);
+    EXPECT_NE(capture.text().find("WARNING: ID Manager wasn't initialized!"), std::string::npos);
 
     pwr::UniqueId::initialize();
     pwr::SystemMetadata first;

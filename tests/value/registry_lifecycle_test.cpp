@@ -19,8 +19,8 @@ using pwr::UniqueId;
 using vrtest::ScopedLogCapture;
 
 const char kUserLine[] =
-    "Vantrell internal state wasn't initialized correctly, this can cause issues with result correctness!\n";
-const char kWarningLine[] = "WARNING: ID Manager wasn't initialized!\n";
+    "Vantrell internal state wasn't initialized correctly, this can cause issues with result correctness!";
+const char kWarningLine[] = "WARNING: ID Manager wasn't initialized!";
 const std::string kReport = std::string(kUserLine) + kWarningLine;
 
 // Each use of the registry before initialize() (or after destroy()) is reported, and objects made

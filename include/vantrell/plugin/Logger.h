@@ -37,6 +37,13 @@ class VR_EXPORT Logger : public std::basic_streambuf<char>, public std::basic_os
     virtual void writeMessage(const char* text);
     // 0: the sink never reports a status.
     virtual int getSinkStatus();
+
+  protected:
+    // Sends the pending text to the sink. Declared here, between getSinkStatus() and closeOutput(),
+    // because the slot order is part of the contract with loggers built elsewhere.
+    virtual void flushPending() = 0;
+
+  public:
     // Does nothing in Logger.
     virtual void closeOutput();
 
@@ -45,8 +52,6 @@ class VR_EXPORT Logger : public std::basic_streambuf<char>, public std::basic_os
     int_type overflow(int_type ch) override;
     // Calls flushPending(), then empties the pending text and clears `dirty`; returns 0.
     int sync() override;
-    // Sends the pending text to the sink.
-    virtual void flushPending() = 0;
 
     std::vector<char> pending;
     uint64_t dirty = 0;

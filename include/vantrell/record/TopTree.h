@@ -103,7 +103,7 @@ class VR_EXPORT TNode {
     // Takes ownership of `child`, sets its parent and keeps the children sorted by id.
     void addChild_i(TNode* child);
     // The child of this id and type, or null.
-    TNode* findChild_i(int childId, top_node_type childType) const;
+    TNode* findChild_i(int childId) const;
 
     int id;
     int uniqueId = -1;
@@ -169,13 +169,13 @@ class VR_EXPORT TopTree {
     // "WARNING: Topology node %s has a negative id and is not stored\n" is logged.
     void serializeTree(Serializer& serializer) const;
 
-    // Replaces the content of this tree by a tree read in the format of serializeTree, then numbers the
-    // nodes as buildTopology does. A package id read twice replaces the earlier package.
-    // Returns 0 when the whole tree was read (also for a count of 0, which leaves the tree empty and
-    // unnumbered). Returns -1 when the buffer runs short, keeping and numbering what was read (a short
-    // count keeps nothing), or when the record is corrupt: a type above 6, a root that isn't a package
-    // or a package below a node, an end mark where the count promised a package, or nesting deeper
-    // than any topology has; the read stops there and keeps what came before.
+    // Reads a tree in the format of serializeTree into this one, then numbers the nodes as
+    // buildTopology does. Each root read is entered as a package under its id, whatever its type,
+    // replacing a package of that id; other packages stay. A short count or a count of 0 ends at once
+    // and leaves the tree as it was, unnumbered (-1 and 0). Returns 0 when the whole tree was read;
+    // -1 when the buffer runs short, keeping and numbering what was read, or when the record is one no
+    // writer makes: a type above 6, a package below a root, an end mark where the count promised a
+    // package, or nesting deeper than any topology has. The read stops there and keeps what came before.
     // Logs nothing: the record that holds the tree knows the context.
     int deserializeTree(Serializer& serializer);
 

@@ -128,8 +128,8 @@ class VR_EXPORT TableMessage : public WriterMessage {
 
     // Numbers the entities by id and makes the cells, unset, each with a clone of its field's
     // formatter. A table with no field logs "WARNING: Can't create empty table %s\n" and returns 1
-    // (the entities are numbered all the same). Creating twice logs "WARNING: Table %s is already
-    // created\n" and returns 1. Returns 0.
+    // (the entities are numbered all the same). Returns 0; creating again returns 0 and keeps the
+    // cells, their values and their addresses.
     int createTable();
 
     // ---- Setting (after createTable) --------------------------------------------------------------

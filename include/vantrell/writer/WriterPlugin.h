@@ -39,10 +39,10 @@ class VR_EXPORT WriterPlugin : public Plugin {
     ~WriterPlugin() override;
 
   protected:
-    // Slot 4 of Plugin. Takes ownership of `capability`. The first one is appended and this plug-in
-    // becomes its owner. Once there is one, any further call logs "WARNING: Illegal attempt to register
-    // a second capabliity for a writer plugin...ignored\n" and deletes the refused capability (unless
-    // it is the kept one again). A null first capability is ignored.
+    // Slot 4 of Plugin. The first capability is appended, owned, and this plug-in becomes its owner.
+    // Once there is one, any further call logs "WARNING: Illegal attempt to register a second
+    // capabliity for a writer plugin...ignored\n" and adds nothing: a refused capability stays the
+    // caller's to free. A null first capability is ignored.
     void addCapability(pwr::PluginCapability* capability) override;
 
   public:

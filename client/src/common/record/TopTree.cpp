@@ -97,9 +97,9 @@ void TNode::addChild_i(TNode* child) {
     child->parent = this;
 }
 
-TNode* TNode::findChild_i(int childId, top_node_type childType) const {
+TNode* TNode::findChild_i(int childId) const {
     for (TNode* child : children) {
-        if (child->id == childId && child->type == childType) {
+        if (child->id == childId) {
             return child;
         }
     }
@@ -276,7 +276,8 @@ TNode* TopTree::addNode_i(TNode* parent, int nodeId, top_node_type nodeType) {
         }
         return root;
     }
-    TNode* node = parent->findChild_i(nodeId, nodeType);
+    // By id alone: a node of another level with this id is taken as the parent of the next level.
+    TNode* node = parent->findChild_i(nodeId);
     if (node == nullptr) {
         node = makeChild_i(parent, nodeId, nodeType);
         nodes[nodeType][topology_key::pack(parent->getID(), nodeId)] = node;

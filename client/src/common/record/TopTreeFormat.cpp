@@ -79,7 +79,6 @@ void TopTree::serializeTree(Serializer& serializer) const {
 }
 
 int TopTree::deserializeTree(Serializer& serializer) {
-    clear_i();
     try {
         return readTree_i(serializer);
     } catch (...) {
@@ -125,8 +124,9 @@ int TopTree::readNode_i(Serializer& serializer, long long parentKey, unsigned de
     if (serializer.read_uint32(type) == 0) {
         return kReadShort;
     }
-    // Roots are packages and packages are roots: the package map owns exactly the roots.
-    if (type >= kTopNodeTypeCount || (depth == 0) != (type == TOP_NODE_PACKAGE) || depth >= kMaxDepth) {
+    // A root is entered as a package whatever its type. A package below the root would be owned twice,
+    // by its parent and by the package map, so it ends the read, as do types without a map.
+    if (type >= kTopNodeTypeCount || (depth != 0 && type == TOP_NODE_PACKAGE) || depth >= kMaxDepth) {
         return kReadCorrupt;
     }
     auto node = std::make_unique<TNode>(id, static_cast<top_node_type>(type));

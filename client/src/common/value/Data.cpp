@@ -432,8 +432,10 @@ Data Data::convertToReal(const Data* source) {
 }
 
 int Data::setCustomFormatter(const Formatter& formatter) {
+    // Clone first: `formatter` may be this value's own.
+    Formatter* copy = formatter.clone();
     delete customFormatter;
-    customFormatter = formatter.clone();
+    customFormatter = copy;
     return 0;
 }
 

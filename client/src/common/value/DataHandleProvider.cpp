@@ -56,7 +56,8 @@ void mapLogicalCpus(DataHandleProviderRecord& provider, const TopTree& topology)
     provider.counts.fill(0);
     for (const TNode* thread : threads) {
         auto entry = provider.nodeEntities.find(thread->getUniqueID());
-        if (thread->getUniqueID() < 0 || entry == provider.nodeEntities.end()) {
+        // A tree built node by node numbers nothing (-1 everywhere); -1 then finds "CPU", as any key would.
+        if (entry == provider.nodeEntities.end()) {
             VR_LOG(2, "WARNING: Topology is broken");
             return;
         }

@@ -47,8 +47,8 @@ UniqueIdRegistry* UniqueIdRegistry::require() {
     if (registry == nullptr) {
         VR_LOG(0,
                "Vantrell internal state wasn't initialized correctly, this can cause issues with result "
-               "correctness!\n");
-        VR_LOG(2, "WARNING: ID Manager wasn't initialized!\n");
+               "correctness!");
+        VR_LOG(2, "WARNING: ID Manager wasn't initialized!");
     }
     return registry;
 }

@@ -116,8 +116,10 @@ int TableMessage::createTable() {
         return 1;
     }
     if (grid->isCreated()) {
-        VR_LOG(2, "WARNING: Table %s is already created\n", grid->title.c_str());
-        return 1;
+        // A second call would number the same entities again and append a second set of cells that no
+        // read or set ever addresses. Appending would move the cells that setters and writers hold, so
+        // it is left out; nothing else differs.
+        return 0;
     }
     grid->entityRows.clear();
     for (const EntityHandle* entity : grid->entities) {

@@ -32,11 +32,8 @@ int TableMessage::getFieldValue(const EntityHandle* entity, const DataHandle* ha
 }
 
 bool TableMessage::findReadRow_i(const EntityHandle* entity, size_t& row) const {
+    // Rows are numbered by createTable, so on a table not yet created every entity is unknown.
     const TableGrid& grid = *table;
-    if (!grid.isCreated()) {
-        row = 0;  // the row form reports the uncreated table
-        return true;
-    }
     if (grid.entities.empty()) {
         VR_LOG(2, "WARNING: Entity specified in request for field where not relevant %s\n",
                grid.title.c_str());

@@ -31,11 +31,8 @@ void WriterPlugin::addCapability(pwr::PluginCapability* capability) {
         Plugin::addCapability(capability);
         return;
     }
+    // Refused: the capability stays the caller's.
     VR_LOG(2, "WARNING: Illegal attempt to register a second capabliity for a writer plugin...ignored\n");
-    // The call hands the capability over whether it is kept or not; the one already kept stays.
-    if (capability != existing.front()) {
-        delete capability;
-    }
 }
 
 bool WriterPlugin::flushContinuousResults(const pwr::SystemMetadata& /*system*/) {
