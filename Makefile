@@ -4,27 +4,31 @@ BUILD_TYPE  ?= RelWithDebInfo
 PREFIX      ?= /usr/local
 FUZZ_SECONDS ?= 60
 GENERATOR   := -G Ninja
-WERROR      := $(if $(CI),-DVR_WERROR=ON,)
+# CI=true (or 1, yes) makes warnings errors; anything else, CI=false included, does not. The flag is given
+# at every configure, so that it also takes effect on an existing build directory.
+WERROR      := -DVR_WERROR=$(if $(filter true 1 yes TRUE True YES,$(CI)),ON,OFF)
 
 BUILD_PACKAGES := cmake ninja-build g++ pkg-config libgtest-dev libgmock-dev libbenchmark-dev nlohmann-json3-dev
 FUZZ_PACKAGES  := clang libclang-rt-14-dev
 FORMAT_PACKAGES := clang-format
 
-.PHONY: all deps build run test bench sanitize fuzz format install clean
+.PHONY: all deps configure build run test bench sanitize fuzz format install clean
 
 all: build
 
 deps:
 	@bash tools/ensure-packages.sh $(BUILD_PACKAGES)
 
-$(BUILD)/build.ninja: | deps
+configure: deps
 	cmake -S . -B $(BUILD) $(GENERATOR) -DCMAKE_BUILD_TYPE=$(BUILD_TYPE) $(WERROR)
 
-build: deps $(BUILD)/build.ninja
+build: configure
 	cmake --build $(BUILD)
 
-run: build
-	$(BUILD)/bin/vantrell
+# Only what the host needs: the library, the host and its plug-ins.
+run: configure
+	cmake --build $(BUILD) --target vr_runtime
+	$(BUILD)/bin/vantrell $(RUN_ARGS)
 
 test: build
 	ctest --test-dir $(BUILD) --output-on-failure -j 2
@@ -55,7 +59,8 @@ format:
 	@bash tools/ensure-packages.sh $(FORMAT_PACKAGES)
 	git ls-files -co --exclude-standard '*.cpp' '*.h' | xargs clang-format -i
 
-install: build
+install: configure
+	cmake --build $(BUILD) --target vr_runtime
 	cmake --install $(BUILD) --prefix $(PREFIX)
 
 clean:

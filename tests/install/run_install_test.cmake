@@ -1,5 +1,6 @@
 # Installs the built tree into a scratch prefix, then builds an outside consumer against it twice:
-# through find_package(VantrellCore) and through pkg-config vantrell-core. Each must print its line.
+# through find_package(VantrellCore) and through pkg-config vantrell-core. Each must print its line, and
+# so must the installed host, all with LD_LIBRARY_PATH unset: the run paths must find the library.
 file(REMOVE_RECURSE ${WORK_DIR})
 set(PREFIX ${WORK_DIR}/prefix)
 
@@ -12,7 +13,7 @@ function(run)
 endfunction()
 
 function(expect_consumer_output binary)
-  run(${CMAKE_COMMAND} -E env LD_LIBRARY_PATH=${PREFIX}/lib ${binary})
+  run(${CMAKE_COMMAND} -E env --unset=LD_LIBRARY_PATH ${binary})
   if(NOT LAST_OUTPUT STREQUAL "consumer 42\n")
     message(FATAL_ERROR "unexpected output of ${binary}: '${LAST_OUTPUT}'")
   endif()
@@ -33,8 +34,9 @@ run(${CMAKE_COMMAND} -E env PKG_CONFIG_PATH=${pc_dir} pkg-config --cflags --libs
 string(STRIP "${LAST_OUTPUT}" flags)
 separate_arguments(flags UNIX_COMMAND "${flags}")
 run(c++ ${SOURCE_DIR}/tests/install/consumer/main.cpp -o ${WORK_DIR}/pc-consumer ${flags})
-get_filename_component(libdir ${pc_dir} DIRECTORY)
-run(${CMAKE_COMMAND} -E env LD_LIBRARY_PATH=${libdir} ${WORK_DIR}/pc-consumer)
-if(NOT LAST_OUTPUT STREQUAL "consumer 42\n")
-  message(FATAL_ERROR "unexpected output of the pkg-config consumer: '${LAST_OUTPUT}'")
+expect_consumer_output(${WORK_DIR}/pc-consumer)
+
+run(${CMAKE_COMMAND} -E env --unset=LD_LIBRARY_PATH ${PREFIX}/bin/vantrell --interval 1)
+if(NOT LAST_OUTPUT MATCHES "Logical CPU Summary")
+  message(FATAL_ERROR "unexpected output of the installed host: '${LAST_OUTPUT}'")
 endif()
