@@ -32,6 +32,7 @@
 #include "vantrell/value/Description.h"
 #include "vantrell/value/EntityHandle.h"
 #include "vantrell/value/Formatter.h"
+#include "vantrell/value/Process.h"
 #include "vantrell/value/Quantity.h"
 #include "vantrell/value/UniqueId.h"
 #include "vantrell/writer/TableMessage.h"

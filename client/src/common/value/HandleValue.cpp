@@ -6,6 +6,7 @@
 #include "vantrell/value/Data.h"
 #include "vantrell/value/DataHandle.h"
 #include "vantrell/value/Formatter.h"
+#include "vantrell/value/Process.h"
 
 namespace pwr {
 namespace {
@@ -17,6 +18,13 @@ std::string nameValuePairText(const DataHandle& handle) {
         return std::string();
     }
     return std::to_string(pair->getValue()) + " - " + pair->getName();
+}
+
+// The pid or tid in decimal; empty when the type tag and the class disagree.
+template <typename Kind>
+std::string numberText(const DataHandle& handle, int (Kind::*number)() const) {
+    const auto* kind = dynamic_cast<const Kind*>(&handle);
+    return kind == nullptr ? std::string() : std::to_string((kind->*number)());
 }
 
 }  // namespace
@@ -42,11 +50,18 @@ int Formatter::formatHandle(const Formatter& formatter, std::string& out, const 
     if (value.toHandle(handle) != 0) {
         return 1;
     }
-    // Process and thread handles have no classes of their own yet and print by qualified name.
-    if (handle->getHandleType() == DataHandleType::NAME_VALUE_PAIR) {
-        out = nameValuePairText(*handle);
-    } else {
-        out = handle->getQualifiedName();
+    switch (handle->getHandleType()) {
+        case DataHandleType::PROCESS:
+            out = numberText<Process>(*handle, &Process::getPid);
+            break;
+        case DataHandleType::THREAD:
+            out = numberText<Thread>(*handle, &Thread::getTid);
+            break;
+        case DataHandleType::NAME_VALUE_PAIR:
+            out = nameValuePairText(*handle);
+            break;
+        default:
+            out = handle->getQualifiedName();
     }
     return widen(out, formatter.getWidth());
 }
