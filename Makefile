@@ -12,7 +12,7 @@ BUILD_PACKAGES := cmake ninja-build g++ pkg-config libgtest-dev libgmock-dev lib
 FUZZ_PACKAGES  := clang libclang-rt-14-dev
 FORMAT_PACKAGES := clang-format
 
-.PHONY: all deps configure build run test bench sanitize fuzz format install clean
+.PHONY: all deps configure build run test bench sanitize tsan fuzz format install clean
 
 all: build
 
@@ -44,6 +44,14 @@ sanitize: deps
 	ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
 	  ctest --test-dir build-asan --output-on-failure -j 2
 
+# The tests of the threads (worker thread, trace merge) under ThreadSanitizer.
+TSAN_TESTS := VRThread
+TSAN_TARGETS := test_record_vrthread_test test_record_vrthread_first_id_test
+tsan: deps
+	cmake -S . -B build-tsan $(GENERATOR) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVR_TSAN=ON -DVR_BUILD_BENCH=OFF $(WERROR)
+	cmake --build build-tsan --target $(TSAN_TARGETS)
+	TSAN_OPTIONS=halt_on_error=1 ctest --test-dir build-tsan -R '$(TSAN_TESTS)' --output-on-failure -j 2
+
 fuzz: deps
 	@bash tools/ensure-packages.sh $(FUZZ_PACKAGES)
 	CC=clang CXX=clang++ cmake -S . -B build-fuzz $(GENERATOR) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVR_FUZZ=ON
@@ -64,4 +72,4 @@ install: configure
 	cmake --install $(BUILD) --prefix $(PREFIX)
 
 clean:
-	rm -rf build build-bench build-asan build-fuzz
+	rm -rf build build-bench build-asan build-tsan build-fuzz

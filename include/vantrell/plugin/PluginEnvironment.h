@@ -122,6 +122,29 @@ class VR_EXPORT PluginEnvironment {
     const std::string& getKestrelConfigFileName() const { return kestrelConfigFileName; }
     void setKestrelConfigFileName(const std::string& name) { kestrelConfigFileName = name; }
 
+    // The counter library's five entry points, resolved by name at each use. None of these fails for
+    // good: a false result means the collection goes on without these counters.
+    //
+    // Configures the counters with the configuration file. False without a word when there is no handle,
+    // no file name or no "KESTREL_Config_Event". True after "DEBUG: Reconfigured KESTREL interface
+    // (%s)!\n". A failing status logs "ERROR: System not configured to allow access to bandwidth
+    // data.\n" (verbosity not 0) and, at verbosity 2 or with the area "kestrel", "WARNING: KESTREL
+    // configuration error: %s.\n" with the library's text; the file name is then cleared, which turns
+    // the three operations below into refusals.
+    bool configureKestrel();
+    // The library's version numbers; false unless configured and the call gives status 0.
+    bool getKestrelVersion(unsigned int* major, unsigned int* minor, unsigned int* patch);
+    // Starts counting. False without a word when not configured; a missing handle or entry point logs
+    // "WARNING: Error due to NULL kestrelDllHandle or invalid address for KESTREL_Start_Collection
+    // function !\n !\n". Logs the call's status at level 4 and "INFO: OK, starting KESTREL collection!\n"
+    // or "WARNING: ERROR starting a KESTREL collection!\n".
+    bool startKestrel();
+    // Stops counting and unloads the library whatever the status; the stored handle stays as it was, so
+    // the host stops exactly once. Texts as startKestrel's, for "KESTREL_Stop_Collection", without the
+    // doubled ending, "INFO: OK, stopped KESTREL collection!\n" and "WARNING: ERROR stopping a KESTREL
+    // collection!\n".
+    bool stopKestrel();
+
     // C-state tracing flags. The setters only set; nothing clears a flag.
     void setCsTraceEnable() { csFlags |= kCsTraceRegistered; }
     bool isCstraceRegister() const { return (csFlags & kCsTraceRegistered) != 0; }

@@ -16,6 +16,7 @@
 #include <cstdint>
 #include <deque>
 #include <iosfwd>
+#include <list>
 #include <map>
 #include <string>
 #include <utility>
@@ -101,6 +102,34 @@ class VR_EXPORT SystemMetadata : public Metadata {
     std::string getProgramStartTime() const;
     // (stopTimeval - startTimeval) in seconds, the difference taken unsigned.
     double getCollectionDurationSec() const;
+
+    // ---- Report text: the blocks that open every report -----------------------------------------------
+
+    // The processor's code name from fms (and, for some models, iGfxId and platformId); "Unknown" for
+    // anything not in the table, family other than 6 included.
+    std::string getFormattedCPUCodeName() const;
+    // The name of a hybrid core type `id` ("QKA", ...), or "N/A".
+    std::string getCPUNativeModelName(unsigned int id) const;
+    // Platform tests by fms, platformId and iGfxId; all false for a family other than 6.
+    bool isPlatformTMR() const;
+    bool isPlatformSPU() const;
+    bool isPlatformVBN() const;
+    bool isPlatformYEW() const;
+    // Appends the display name of each "PCI=" (or "PMT=") item of the comma-separated `list`. Items
+    // that aren't exactly KEY=value are skipped.
+    void getFormattedPCIDeviceNames(std::string const& list, std::list<std::string>& out) const;
+    void getFormattedPMTDeviceNames(std::string const& list, std::list<std::string>& out) const;
+    // The display name of the first `key` item of `list`; "" when there is none. An unknown device with
+    // a platform specifier of the same key shows the specifier in hexadecimal: "Unsupported (0x9d84)".
+    std::string getFormattedPCHDeviceName(std::string const& list, std::string const& key) const;
+    // The product and driver version lines; with `postProcessed` also the lines of the running library.
+    std::string getOSVersionString(bool postProcessed) const;
+    // With `withBanner` the banner, then getOSVersionString(false).
+    std::string getVersionHeader(bool withBanner) const;
+    // Command line, start times, clock frequency and duration.
+    std::string getCollectionHeader() const;
+    // Machine, operating system, processor, devices and topology counts.
+    std::string getSystemHWHeader() const;
 
   protected:
     // All 44 fields in stored order; counts are the containers' sizes cut to 16 bits.
