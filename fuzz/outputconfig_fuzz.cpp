@@ -74,10 +74,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
                 continue;
             }
             pwr::TableInfo info;
-            vrfuzz::check(parser.getTableInfoFor(info, tokens[2], tokens[1], tokens[3]), "a table line is found");
+            vrfuzz::check(parser.getTableInfoFor(info, tokens[2], tokens[1], tokens[3]),
+                          "a table line is found");
             vrfuzz::check(info.isKeySet(tokens[4]), "its key is set");
             std::deque<std::string> order;
-            vrfuzz::check(parser.getTableOrderForMetric(order, tokens[2], tokens[1]), "the metric has an order");
+            vrfuzz::check(parser.getTableOrderForMetric(order, tokens[2], tokens[1]),
+                          "the metric has an order");
             vrfuzz::check(std::find(order.begin(), order.end(), tokens[3]) != order.end(),
                           "the table type is in the order");
         }

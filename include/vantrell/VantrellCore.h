@@ -50,7 +50,7 @@
 #include "vantrell/value/UniqueId.h"
 #include "vantrell/writer/TableMessage.h"
 #include "vantrell/writer/TextNotes.h"
-#include "vantrell/writer/WriterMessage.h"
 #include "vantrell/writer/WriterInterfaceConfigFileParser.h"
+#include "vantrell/writer/WriterMessage.h"
 #include "vantrell/writer/WriterPlugin.h"
 #include "vantrell/writer/WriterStream.h"

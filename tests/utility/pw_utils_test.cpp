@@ -201,7 +201,8 @@ TEST(Timer, ReportsToTheLogAndToTheCaller) {
     EXPECT_GE(elapsed, 1500.0);
     EXPECT_LT(elapsed, 2e6);
     EXPECT_EQ(log.text().rfind("INFO: Total time elapsed during the scope = ", 0), 0u) << log.text();
-    EXPECT_TRUE(std::regex_search(log.text(), std::regex(R"( usecs or [0-9]+\.[0-9]{2} secs\n$)"))) << log.text();
+    EXPECT_TRUE(std::regex_search(log.text(), std::regex(R"( usecs or [0-9]+\.[0-9]{2} secs\n$)")))
+        << log.text();
 }
 
 }  // namespace
