@@ -45,8 +45,9 @@ sanitize: deps
 	  ctest --test-dir build-asan --output-on-failure -j 2
 
 # The tests of the threads (worker thread, trace merge) under ThreadSanitizer.
-TSAN_TESTS := VRThread
-TSAN_TARGETS := test_record_vrthread_test test_record_vrthread_first_id_test
+TSAN_TESTS := VRThread|EtwMerge|EtwSession|EtwEvent|TraceSession
+TSAN_TARGETS := test_record_vrthread_test test_record_vrthread_first_id_test test_trace_etwmerge_test \
+                test_trace_etwsession_test test_trace_tracesession_test
 tsan: deps
 	cmake -S . -B build-tsan $(GENERATOR) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVR_TSAN=ON -DVR_BUILD_BENCH=OFF $(WERROR)
 	cmake --build build-tsan --target $(TSAN_TARGETS)
