@@ -3,9 +3,15 @@
 // Umbrella header: everything the library exports.
 
 #include "vantrell/Export.h"
+#include "vantrell/config/ConfigCap.h"
+#include "vantrell/config/InputMsg.h"
 #include "vantrell/config/LineReader.h"
+#include "vantrell/config/Operation.h"
+#include "vantrell/config/Platform.h"
+#include "vantrell/config/Specifier.h"
 #include "vantrell/config/TextHelpers.h"
 #include "vantrell/config/Tokenizer.h"
+#include "vantrell/config/VRConfigFileParser.h"
 #include "vantrell/metric/Accumulator.h"
 #include "vantrell/metric/DataElement.h"
 #include "vantrell/metric/Metric.h"
@@ -16,6 +22,7 @@
 #include "vantrell/platform/Platform.h"
 #include "vantrell/platform/TraceFacility.h"
 #include "vantrell/platform/WinTypes.h"
+#include "vantrell/plugin/CollectorPlugin.h"
 #include "vantrell/plugin/DriverMessage.h"
 #include "vantrell/plugin/DriverRequirement.h"
 #include "vantrell/plugin/Logger.h"

@@ -82,7 +82,7 @@ int parseFile(std::string const& file, std::function<int(FILE*)> const& parseStr
     try {
         result = parseStream(fp.get());
     } catch (std::string const& text) {
-        VR_LOG(1, "EXCEPTION CAUGHT:%s\n", text.c_str());
+        VR_LOG_STREAM(1) << "EXCEPTION CAUGHT:" << text << std::endl;
         result = -1;
     }
     if (result != 0) {

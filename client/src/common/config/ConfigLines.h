@@ -26,8 +26,8 @@ int tokenize(std::string const& line, Tokens& tokens);
 int forEachLine(FILE* fp, std::function<int(Tokens const&, std::string const&)> const& onLine);
 
 // Opens `file` and hands it to `parseStream`. "Error opening config file %s\n" on standard error when it
-// can't be opened; a thrown string is logged at error level as "EXCEPTION CAUGHT:" and its text; on any
-// failure "ERROR parsing config file %s\n" goes to standard error. 0 or -1.
+// can't be opened; a thrown string is logged at error level (stream form) as "EXCEPTION CAUGHT:" and its
+// text; on any failure "ERROR parsing config file %s\n" goes to standard error. 0 or -1.
 int parseFile(std::string const& file, std::function<int(FILE*)> const& parseStream);
 
 }  // namespace config_lines

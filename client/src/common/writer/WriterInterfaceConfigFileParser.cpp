@@ -94,7 +94,7 @@ int OutputConfigEngine::parseLine_i(Tokens const& tokens, std::string const& lin
     fullKey.clear();
     size_t currToken = 0;
     if (call_i(&OutputConfigEngine::platformRule, "platformRule", tokens, currToken) != 0) {
-        VR_LOG(1, "ERROR parsing line %s\n", line.c_str());
+        VR_LOG_STREAM(1) << "ERROR parsing line " << line << std::endl;
         return -1;
     }
     return 0;
@@ -344,13 +344,13 @@ int WriterInterfaceConfigFileParser::parse(std::vector<std::string> const& files
     for (const std::string& file : files) {
         VR_LOG_AREA(4, kArea, "INFO: Path is: %s\n", file.c_str());
         if (current.parseFile(file) != 0) {
-            VR_LOG(0, "FATAL: ERROR parsing config file %s!\n", file.c_str());
+            VR_LOG_STREAM(0) << "ERROR parsing config file " << file << "!" << std::endl;
             return -1;
         }
     }
     dump_i();
     if (!current.check()) {
-        VR_LOG(0, "FATAL: config file parser sanity checks did NOT pass -- config files are invalid!\n");
+        VR_LOG_STREAM(0) << "config file parser sanity checks did NOT pass -- config files are invalid!" << std::endl;
         return -1;
     }
     return 0;
