@@ -3,6 +3,7 @@
 // Umbrella header: everything the library exports.
 
 #include "vantrell/Export.h"
+#include "vantrell/config/CONSTANTOperation.h"
 #include "vantrell/config/ConfigCap.h"
 #include "vantrell/config/InputMsg.h"
 #include "vantrell/config/LineReader.h"
