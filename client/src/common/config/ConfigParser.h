@@ -168,6 +168,7 @@ class Parser {
     int constantSub(Tokens const& tokens, size_t& currToken);
     int constantAny(Tokens const& tokens, size_t& currToken);
     int constantAnyValue(Tokens const& tokens, size_t& currToken);
+    int takeOperation_i();
     int hwMechRule(Tokens const& tokens, size_t& currToken);
     int hwCatRule(Tokens const& tokens, size_t& currToken);
     int directValue(Tokens const& tokens, size_t& currToken);

@@ -62,6 +62,16 @@ int Parser::constantSub(Tokens const& tokens, size_t& currToken) {
         VR_LOG(1, "ERROR: unknown collector type %s\n", currentMechanism.c_str());
         return -1;
     }
+    if (takeOperation_i() != 0) {
+        return -1;
+    }
+    // On a type that isn't available here the rest of the line is ignored.
+    return currentOperation == nullptr ? 0 : call_i(&Parser::constantAny, "constantAny", tokens, currToken);
+}
+
+// The operation of the current mechanism in the current message, found or cloned from its prototype.
+// -1 when none can be had; otherwise 0, with a null current operation for a type not available here.
+int Parser::takeOperation_i() {
     bool available = false;
     currentOperation = getOrCreateOperation(
         currentMsg, currentPrefix + "_" + currentTag + "_" + currentMechanism, currentMechanism, available);
@@ -73,9 +83,8 @@ int Parser::constantSub(Tokens const& tokens, size_t& currToken) {
         // The message never holds the clone of an unavailable type: nobody else would free it.
         delete currentOperation;
         currentOperation = nullptr;
-        return 0;
     }
-    return call_i(&Parser::constantAny, "constantAny", tokens, currToken);
+    return 0;
 }
 
 int Parser::constantAny(Tokens const& tokens, size_t& currToken) {
@@ -105,18 +114,7 @@ int Parser::hwMechRule(Tokens const& tokens, size_t& currToken) {
     ++currToken;
     currentMechanism = type;
     fullKey += "_" + type;
-    bool available = false;
-    currentOperation =
-        getOrCreateOperation(currentMsg, currentPrefix + "_" + currentTag + "_" + type, type, available);
-    if (currentOperation == nullptr) {
-        VR_LOG_STREAM(1) << "ERROR creating packet with key = " << fullKey << std::endl;
-        return -1;
-    }
-    if (!available) {
-        delete currentOperation;
-        currentOperation = nullptr;
-    }
-    return 0;
+    return takeOperation_i();
 }
 
 int Parser::hwCatRule(Tokens const& tokens, size_t& currToken) {
