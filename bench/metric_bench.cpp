@@ -2,7 +2,8 @@
 // enabled, fed through setData, closed with finalize and pushed to a writer that does nothing; and, on
 // the same input, a hand-written loop that does only the arithmetic the tables need (per-entity
 // minimum, maximum, count and time-weighted sum), so that the ratio of the two tells what the metric's
-// bookkeeping costs. Peak resident memory is reported to show that it doesn't grow with the samples.
+// bookkeeping costs. The other four metric types run the same road (BM_MetricRoad). Peak resident memory is
+// reported to show that it doesn't grow with the samples.
 
 #include <benchmark/benchmark.h>
 
@@ -19,6 +20,8 @@
 #include "vantrell/metric/Metric.h"
 #include "vantrell/plugin/PluginEnvironment.h"
 #include "vantrell/record/SystemMetadata.h"
+#include "vantrell/value/DataHandle.h"
+#include "vantrell/value/Description.h"
 #include "vantrell/value/EntityHandle.h"
 #include "vantrell/value/Quantity.h"
 #include "vantrell/writer/WriterInterfaceConfigFileParser.h"
@@ -138,6 +141,109 @@ void BM_MetricHandWrittenBaseline(benchmark::State& state) {
     }
     state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * elements));
 }
+
+// The other metric types over the same 16 entities, each with all its tables enabled:
+//  - SampledDelta: one byte count per entity and point, bytes as quantity (rates on);
+//  - SampledResidency: four states per entity and point whose ticks add up to the point's duration;
+//  - TracedValueTransition: one of 8 states per transition, every transition at a new time;
+//  - TracedEvent: one of 32 values per event, every event at a new time.
+struct RoadInput {
+    pwr::Metric::MetricType type;
+    const char* name;
+    const pwr::Quantity* (*quantity)();
+};
+
+constexpr int kStates = 4;
+
+const pwr::DataDescriptor* stateDescriptor(int state) {
+    static const std::array<const pwr::DataDescriptor*, kStates> states = [] {
+        std::array<const pwr::DataDescriptor*, kStates> made{};
+        for (int s = 0; s < kStates; ++s) {
+            made[s] = pwr::DataDescriptor::create(pwr::DataDescriptorBuilder("C" + std::to_string(s), ""));
+        }
+        return made;
+    }();
+    return states[state];
+}
+
+void feedSampled(pwr::Metric& metric, const MetricBenchSetup& bench, unsigned long long elements) {
+    const bool residency = metric.getMetricType() == pwr::Metric::SampledResidency;
+    const int perEntity = residency ? kStates : 1;
+    pwr::DataElement element(bench.entities[0], residency ? stateDescriptor(0) : nullptr);
+    element.setValue(0ULL);
+    unsigned long long fed = 0;
+    for (unsigned long long step = 1; fed < elements; ++step) {
+        const unsigned long long timestamp = kStart + step * kStep;
+        for (int e = 0; e < kEntities && fed < elements; ++e) {
+            element.setEntity(bench.entities[e]);
+            for (int s = 0; s < perEntity && fed < elements; ++s, ++fed) {
+                if (residency) {
+                    element.setDescriptor(stateDescriptor(s));
+                    element.setValue(kStep / kStates);
+                } else {
+                    element.setValue(valueAt(step, e) * 1000);
+                }
+                metric.setData(timestamp, element, 0);
+            }
+        }
+    }
+}
+
+void feedTraced(pwr::Metric& metric, const MetricBenchSetup& bench, unsigned long long elements) {
+    const unsigned long long distinct = metric.getMetricType() == pwr::Metric::TracedEvent ? 32 : 8;
+    pwr::DataElement element(bench.entities[0], nullptr);
+    element.setValue(0ULL);
+    for (unsigned long long fed = 0; fed < elements; ++fed) {
+        element.setEntity(bench.entities[fed % kEntities]);
+        element.setValue((fed * 7 / kEntities) % distinct);
+        metric.setData(kStart + 1 + fed, element, 0);
+    }
+}
+
+void BM_MetricRoad(benchmark::State& state, RoadInput input) {
+    MetricBenchSetup& bench = setup();
+    const auto elements = static_cast<unsigned long long>(state.range(0));
+    const uint64_t allocationsBefore = vrbench::allocationCount();
+    for (auto _ : state) {
+        pwr::Metric metric(input.name, input.type, "road", "bench", bench.machine,
+                           input.quantity != nullptr ? input.quantity() : nullptr);
+        if (input.type == pwr::Metric::TracedValueTransition || input.type == pwr::Metric::TracedEvent) {
+            feedTraced(metric, bench, elements);
+        } else {
+            feedSampled(metric, bench, elements);
+        }
+        benchmark::DoNotOptimize(metric.finalize());
+    }
+    state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * elements));
+    state.counters["allocs/element"] =
+        benchmark::Counter(static_cast<double>(vrbench::allocationCount() - allocationsBefore) /
+                           static_cast<double>(state.iterations() * elements));
+    state.counters["peakRSS_MiB"] = peakResidentMiB();
+}
+
+BENCHMARK_CAPTURE(BM_MetricRoad, SampledDelta,
+                  RoadInput{pwr::Metric::SampledDelta, "Bytes", &pwr::Quantity::data})
+    ->Arg(1000000)
+    ->Arg(10000000)
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(1);
+BENCHMARK_CAPTURE(BM_MetricRoad, SampledResidency,
+                  RoadInput{pwr::Metric::SampledResidency, "CState", &pwr::Quantity::time})
+    ->Arg(1000000)
+    ->Arg(10000000)
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(1);
+BENCHMARK_CAPTURE(BM_MetricRoad, TracedValueTransition,
+                  RoadInput{pwr::Metric::TracedValueTransition, "Transition", nullptr})
+    ->Arg(1000000)
+    ->Arg(10000000)
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(1);
+BENCHMARK_CAPTURE(BM_MetricRoad, TracedEvent, RoadInput{pwr::Metric::TracedEvent, "Event", nullptr})
+    ->Arg(1000000)
+    ->Arg(10000000)
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(1);
 
 BENCHMARK(BM_MetricSampledValueRoad)
     ->Arg(1000000)

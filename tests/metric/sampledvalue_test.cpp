@@ -216,6 +216,9 @@ TEST_F(SampledValueRoad, SampleCountEdges) {
 // The flags that other metric types use: per (entity, descriptor), no intervals, not sampled.
 TEST_F(SampledValueRoad, SampleCountPerPairWithoutIntervals) {
     SampleCountSummarizer summarizer(false, false, false);
+    // The metric's own tables off: only the added summariser speaks.
+    ASSERT_EQ(0, configure({"ALL_os_ev_SAMPLE-COUNT_TABLE=NO", "ALL_os_ev_AVERAGE-RATE-TOTAL_TABLE=NO",
+                            "ALL_os_ev_TOTAL-DELTA_TABLE=NO"}));
     Metric metric("Ev", Metric::SampledDelta, "ev", "os", machine, nullptr);
     ASSERT_EQ(0, metric.addAccumulator(&summarizer));
     metric.setEntityDescriptorCombinations({{cpu1, c1}, {cpu0, c6}});

@@ -2,21 +2,16 @@
 
 #include <list>
 
+#include "vantrell/metric/SampledDeltaAccumulator.h"
+#include "vantrell/metric/SampledResidencyAccumulator.h"
 #include "vantrell/metric/SampledValueAccumulator.h"
+#include "vantrell/metric/TracedEventAccumulator.h"
+#include "vantrell/metric/TracedTransitionAccumulator.h"
 
 namespace pwr {
 namespace metric_detail {
 
 namespace {
-
-// Types whose accumulator classes aren't built yet keep their table-type strings here, so that their
-// metrics still choose and check their tables.
-const std::vector<std::string> kSampledDeltaSummaries = {"SAMPLE-COUNT", "AVERAGE-RATE-TOTAL", "TOTAL-DELTA"};
-const std::vector<std::string> kSampledResidencySummaries = {"SAMPLE-COUNT", "RESIDENCY-PERCENTAGE",
-                                                             "RESIDENCY-MILLISECOND", "RESIDENCY-COMBINED"};
-const std::vector<std::string> kTracedTransitionSummaries = {"RESIDENCY-PERCENTAGE", "RESIDENCY-MILLISECOND",
-                                                             "TRANSITION-COUNTS", "RESIDENCY-COMBINED"};
-const std::vector<std::string> kTracedEventSummaries = {"SAMPLE-COUNT", "EVENT-NAME-COUNTS", "TOP-TEN-EVENT"};
 
 template <typename T>
 std::list<Enum<typename T::Summary>> toSummaryList(const std::vector<int>& summaries) {
@@ -27,31 +22,43 @@ std::list<Enum<typename T::Summary>> toSummaryList(const std::vector<int>& summa
     return list;
 }
 
+template <typename T>
+Accumulator* make(const std::vector<int>& summaries) {
+    return new T(toSummaryList<T>(summaries));
+}
+
 }  // namespace
 
 const std::vector<std::string>* summaryStringsFor(Metric::MetricType type) {
     switch (type) {
         case Metric::SampledDelta:
-            return &kSampledDeltaSummaries;
+            return &SampledDeltaAccumulator::getSummaryStrings();
         case Metric::SampledResidency:
-            return &kSampledResidencySummaries;
+            return &SampledResidencyAccumulator::getSummaryStrings();
         case Metric::SampledValue:
             return &SampledValueAccumulator::getSummaryStrings();
         case Metric::TracedValueTransition:
-            return &kTracedTransitionSummaries;
+            return &TracedTransitionAccumulator::getSummaryStrings();
         case Metric::TracedEvent:
-            return &kTracedEventSummaries;
+            return &TracedEventAccumulator::getSummaryStrings();
     }
     return nullptr;
 }
 
 Accumulator* createBuiltInAccumulator(Metric::MetricType type, const std::vector<int>& summaries) {
     switch (type) {
+        case Metric::SampledDelta:
+            return make<SampledDeltaAccumulator>(summaries);
+        case Metric::SampledResidency:
+            return make<SampledResidencyAccumulator>(summaries);
         case Metric::SampledValue:
-            return new SampledValueAccumulator(toSummaryList<SampledValueAccumulator>(summaries));
-        default:
-            return nullptr;
+            return make<SampledValueAccumulator>(summaries);
+        case Metric::TracedValueTransition:
+            return make<TracedTransitionAccumulator>(summaries);
+        case Metric::TracedEvent:
+            return make<TracedEventAccumulator>(summaries);
     }
+    return nullptr;
 }
 
 }  // namespace metric_detail

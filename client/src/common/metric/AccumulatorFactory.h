@@ -15,7 +15,7 @@ namespace metric_detail {
 const std::vector<std::string>* summaryStringsFor(Metric::MetricType type);
 
 // A new built-in accumulator for `type` over the Summary values `summaries`, owned by the caller; null
-// for a type that has none (yet).
+// for a type outside 0 to 4.
 Accumulator* createBuiltInAccumulator(Metric::MetricType type, const std::vector<int>& summaries);
 
 }  // namespace metric_detail

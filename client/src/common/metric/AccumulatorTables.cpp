@@ -168,6 +168,12 @@ double toDouble(const Data& value) {
     }
 }
 
+std::string realText(const Data& value) {
+    std::string text;
+    RealFormatter(0, 2).format(text, value);
+    return text;
+}
+
 void copyData(Data& target, const Data& source) {
     if (&target == &source) {
         return;

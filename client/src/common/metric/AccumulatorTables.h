@@ -58,6 +58,9 @@ int setCell(TableMessage& table, unsigned field, double value);
 // Reads a numeric value as double by its type (INT, UINT, REAL); 0.0 for anything else.
 double toDouble(const Data& value);
 
+// The value as text through a RealFormatter of width 0 with 2 decimals, as summary cells print reals.
+std::string realText(const Data& value);
+
 // Makes `target` equal to `source` without ever sharing a custom formatter between the two.
 void copyData(Data& target, const Data& source);
 

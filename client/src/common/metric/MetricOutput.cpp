@@ -1,8 +1,9 @@
 // How a metric's data leave it: the flush of a data point to the writers and the accumulators, and the
 // end of the metric's life.
 
-#include <map>
+#include <algorithm>
 #include <string>
+#include <vector>
 
 #include "vantrell/metric/Metric.h"
 #include "vantrell/plugin/Logging.h"
@@ -14,23 +15,39 @@ namespace pwr {
 
 namespace {
 
-// What the residency check gathers per entity of one point.
+// What the residency check gathers per entity of one point. The entity's name is read only when a
+// message needs it.
 struct EntitySampleInfo {
+    unsigned long long entityId = 0;
     unsigned long long ticks = 0;
     unsigned long long validDuration = 0;
-    std::string name;
+    const EntityHandle* entity = nullptr;
 };
+
+// The records of the point being checked, kept between points so that the check allocates nothing once
+// it has seen the largest point. One per thread, as metrics are fed by one thread at a time.
+thread_local std::vector<EntitySampleInfo> entitySampleInfo;
+
+// The record of `entityId`, or end(). The states of one entity usually arrive together, so the last
+// record is tried first.
+std::vector<EntitySampleInfo>::iterator findRecord(unsigned long long entityId) {
+    if (!entitySampleInfo.empty() && entitySampleInfo.back().entityId == entityId) {
+        return entitySampleInfo.end() - 1;
+    }
+    return std::find_if(entitySampleInfo.begin(), entitySampleInfo.end(),
+                        [entityId](const EntitySampleInfo& info) { return info.entityId == entityId; });
+}
 
 }  // namespace
 
 // The states of one entity must agree on the duration of the point; disagreeing data can't be
 // summed, so the whole point is dropped. Ticks above the duration are only a diagnostic.
 bool Metric::residencyPointConsistent_i() {
-    std::map<unsigned long long, EntitySampleInfo> entitySampleInfo;
+    entitySampleInfo.clear();
     for (const DataElement* element : buffer->point.elements) {
         const unsigned long long entityId = element->entity->getId();
-        auto found = entitySampleInfo.find(entityId);
-        if (found != entitySampleInfo.end() && found->second.validDuration != element->duration) {
+        auto found = findRecord(entityId);
+        if (found != entitySampleInfo.end() && found->validDuration != element->duration) {
             if (pwr::logging::isOpen(2)) {
                 const std::string entity = element->entity->getQualifiedName();
                 const std::string state =
@@ -40,26 +57,33 @@ bool Metric::residencyPointConsistent_i() {
                     "WARNING: %s: valid duration since the last sampling point for %s = %llu, but "
                     "that provided for %s in state %s= %llu. All data provided for the previous "
                     "sampling point will be discarded.\n",
-                    name.c_str(), entity.c_str(), found->second.validDuration, entity.c_str(), state.c_str(),
+                    name.c_str(), entity.c_str(), found->validDuration, entity.c_str(), state.c_str(),
                     element->duration);
             }
             return false;
         }
         if (found == entitySampleInfo.end()) {
-            found = entitySampleInfo.emplace(entityId, EntitySampleInfo{}).first;
-            found->second.validDuration = element->duration;
+            entitySampleInfo.push_back(EntitySampleInfo{entityId, 0, element->duration, nullptr});
+            found = entitySampleInfo.end() - 1;
         }
         unsigned long long ticks = 0;
         element->value->toUInt(ticks);
-        found->second.ticks += ticks;
-        found->second.name = element->entity->getQualifiedName();
+        found->ticks += ticks;
+        found->entity = element->entity;
         entitySamplingPoints[entityId] = samplingPointTimestamp;
     }
-    for (const auto& entry : entitySampleInfo) {
-        if (entry.second.ticks > entry.second.validDuration) {
-            VR_LOG(3,
-                   "DEBUG: %s: For %s, sum of residencies in various states exceeds the sample duration. \n",
-                   name.c_str(), entry.second.name.c_str());
+    if (!pwr::logging::isOpen(3)) {
+        return true;
+    }
+    // In entity id order.
+    std::sort(entitySampleInfo.begin(), entitySampleInfo.end(),
+              [](const EntitySampleInfo& a, const EntitySampleInfo& b) { return a.entityId < b.entityId; });
+    for (const EntitySampleInfo& entry : entitySampleInfo) {
+        if (entry.ticks > entry.validDuration) {
+            pwr::logging::emit(3,
+                               "DEBUG: %s: For %s, sum of residencies in various states exceeds the sample "
+                               "duration. \n",
+                               name.c_str(), entry.entity->getQualifiedName().c_str());
         }
     }
     return true;
