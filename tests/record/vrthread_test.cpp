@@ -224,4 +224,13 @@ TEST_F(VRThreadLogTest, ActorEndsTheThreadAndStillAnswers) {
     EXPECT_EQ(log.count("WARNING: couldn't read response!\n"), 1u);
 }
 
+TEST_F(VRThreadTest, StartedAgainWithoutAJoinTheOldThreadIsLetGo) {
+    startWorker();
+    EXPECT_EQ(worker.signal(kExit, true, true), kExit * 1000);  // the actor ends the first thread
+    startWorker();                                              // no join in between: no abort
+    EXPECT_EQ(worker.signal(kSum, true, true), kSum * 1000);
+    EXPECT_EQ(worker.kill(), kKillAnswer);
+    EXPECT_EQ(worker.join(), 0);
+}
+
 }  // namespace

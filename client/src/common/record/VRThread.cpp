@@ -123,8 +123,8 @@ bool VRThread::Channel::read(Direction direction, void* out, size_t size) {
         if (!queue.empty()) {
             events[direction].set();
         }
-        if (block.size() != size) {
-            return false;  // out of step: a header where a payload belongs, or the reverse
+        if (block.size() < size) {
+            return false;  // a shorter block than asked for can't be copied from
         }
         if (size != 0) {
             std::memcpy(out, block.data(), size);
@@ -233,6 +233,11 @@ int VRThread::start() {
         return -1;
     }
     state = VRTHREAD_RUNNING;
+    // A thread of an earlier start that was never joined is let go: replacing a running std::thread
+    // would end the process.
+    if (threadHandle && threadHandle.use_count() == 1 && threadHandle->joinable()) {
+        threadHandle->detach();
+    }
     try {
         threadHandle = std::make_shared<std::thread>(&VRThread::run, this);
     } catch (const std::system_error& error) {
@@ -268,9 +273,7 @@ int VRThread::signal(int command, unsigned long long size, const void* data, boo
         header.messageId = static_cast<uint32_t>(id) & 0x7fffffffu;
         header.responseRequired = 1;
     }
-    // A size that the 32-bit field can't hold would travel cut short: refuse it.
-    bool fits = size <= std::numeric_limits<uint32_t>::max();
-    if (!fits || !writeMessage_i(header, data, true)) {
+    if (!writeMessage_i(header, data, true)) {
         VR_LOG_AREA(2, kArea, "WARNING: write error\n");
         return -1;
     }
@@ -358,7 +361,7 @@ int VRThread::run_i() {
         VR_LOG_AREA(3, kArea, "DEBUG: received command = %d\n", message.command);
         if (message.control != kControlKill) {
             int result = 0;
-            const void* payload = message.payloadSize != 0 ? buffer.data() + kHeaderSize : nullptr;
+            const void* payload = buffer.data() + kHeaderSize;
             int exitRequested = actor.handleCommand(message.command, message.payloadSize, payload, result);
             message.command = result;
             message.payloadSize = 0;
