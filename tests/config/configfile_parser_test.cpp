@@ -321,7 +321,7 @@ TEST_F(ConfigParserTest, CapabilitiesGatherOverTheTree) {
     EXPECT_EQ(parser().getCapabilitiesFor(caps, ",,"), 0);
     EXPECT_TRUE(caps.empty());
     EXPECT_EQ(capture.text(),
-              "ERROR: no platform \"nope\" defined in config file!\n"
+              "ERROR: no platform \"nope\" defined in config file!"
               "1ERROR: couldn't retrieve valid list of platforms from platform name string = FMS=nope\n"
               "WARNING: invalid platform name entry FMS: MUST be of form <TYPE>=<NAME>!\n"
               "1ERROR: couldn't retrieve valid list of platforms from platform name string = FMS\n");

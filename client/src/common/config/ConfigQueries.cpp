@@ -75,7 +75,7 @@ int VRConfigFileParser::getMessagesFor(std::vector<InputMsg*>& messages, std::st
         }
         if (counting.empty() && wantsInit && !message->getOperations().empty() &&
             message->getOperations().front()->getOperation() == "CONSTANT") {
-            VR_LOG(3, "DEBUG: found IMPLICIT INIT for message: %s_%s_%s\n", platformNames.c_str(),
+            VR_LOG(3, "DEBUG: found IMPLICIT INIT for message: %s_%s_%s", platformNames.c_str(),
                    prefix.c_str(), message->getName().c_str());
             messages.push_back(message);
         }
@@ -152,7 +152,7 @@ bool Parser::getAllPlatforms_i(std::vector<Platform*>& list, std::string const& 
         }
         auto found = platforms.find(parts[1]);
         if (found == platforms.end()) {
-            VR_LOG(1, "ERROR: no platform \"%s\" defined in config file!\n", parts[1].c_str());
+            VR_LOG(1, "ERROR: no platform \"%s\" defined in config file!", parts[1].c_str());
             return false;
         }
         Platform* platform = found->second.get();

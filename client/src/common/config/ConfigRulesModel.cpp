@@ -54,7 +54,7 @@ int Parser::modelFMSRule(Tokens const& tokens, size_t& currToken) {
     }
     // The root stands for every machine: it can't claim a processor.
     if (currentPlatformName == kRoot) {
-        VR_LOG(1, "ERROR: \"%s\" is NOT allowed to have \"FMS\" as a model specifier!\n",
+        VR_LOG(1, "ERROR: \"%s\" is NOT allowed to have \"FMS\" as a model specifier!",
                currentPlatformName.c_str());
         return -1;
     }
@@ -76,7 +76,7 @@ int Parser::fmsValue(std::string const& piece) {
     try {
         currentPlatform->addSpecifier(new FMSSpecifier(piece));
     } catch (std::string const& text) {
-        VR_LOG(1, "%s\n", text.c_str());
+        VR_LOG(1, "%s", text.c_str());
         return -1;
     }
     return 0;

@@ -59,7 +59,7 @@ int Parser::constantSub(Tokens const& tokens, size_t& currToken) {
     currentMechanism = "CONSTANT";
     fullKey += "_CONSTANT";
     if (operationCatalogue.count(currentMechanism) == 0) {
-        VR_LOG(1, "ERROR: unknown collector type %s\n", currentMechanism.c_str());
+        VR_LOG(1, "ERROR: unknown collector type %s", currentMechanism.c_str());
         return -1;
     }
     if (takeOperation_i() != 0) {
@@ -108,7 +108,7 @@ int Parser::constantAnyValue(Tokens const& tokens, size_t& currToken) {
 int Parser::hwMechRule(Tokens const& tokens, size_t& currToken) {
     std::string const& type = tokenAt_i(tokens, currToken);
     if (operationCatalogue.count(type) == 0) {
-        VR_LOG(1, "ERROR: unknown collector type %s\n", type.c_str());
+        VR_LOG(1, "ERROR: unknown collector type %s", type.c_str());
         return -1;
     }
     ++currToken;
@@ -121,7 +121,7 @@ int Parser::hwCatRule(Tokens const& tokens, size_t& currToken) {
     std::string const& category = tokenAt_i(tokens, currToken);
     // Without an operation (an unavailable type) there is nothing to check the category against.
     if (currentOperation != nullptr && !currentOperation->isValidCategory(category)) {
-        VR_LOG(1, "ERROR: unknown hardware category %s for operation %s\n", category.c_str(),
+        VR_LOG(1, "ERROR: unknown hardware category %s for operation %s", category.c_str(),
                currentMechanism.c_str());
         return -1;
     }

@@ -93,7 +93,7 @@ std::string RangeSpecifier::toString() const {
 
 int RangeSpecifier::is_match_i(std::string const& str) const {
     if (!isNumber(str)) {
-        VR_LOG(1, "ERROR: range specifier MUST be a number!\n");
+        VR_LOG(1, "ERROR: range specifier MUST be a number!");
         return kNoMatch;
     }
     unsigned long value = extract_number_i(str);
