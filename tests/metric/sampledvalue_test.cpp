@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -146,6 +147,19 @@ TEST_F(SampledValueRoad, TextValuesGetDistributionsButNoMinMax) {
                  "Mode Summary - Sampled: Sample Distribution | ,cpu0 (%)", "off,33.33", "on,66.67",
                  "Mode Summary - Sampled: Residency (Percentage) | ,cpu0 (%)", "off,50.00", "on,50.00"}),
         printed());
+}
+
+// Seen values go by equality, a key's counts by order: ranges with one first bound share their counts but
+// are listed each.
+TEST_F(SampledValueRoad, RangesWithOneFirstBoundAreListedEach) {
+    Metric metric("Span", Metric::SampledValue, "span", "gpu", machine, nullptr);
+    ASSERT_EQ(0, feed(metric, 1100, cpu0, pwr::Data::IntRange{1, 5}));
+    ASSERT_EQ(0, feed(metric, 1200, cpu0, pwr::Data::IntRange{1, 7}));
+    ASSERT_EQ(0, metric.finalize());
+    const Strings lines = printed();
+    const auto counts = std::find(lines.begin(), lines.end(), "Span Summary - Sampled: Counts | ,cpu0");
+    ASSERT_NE(counts, lines.end());
+    EXPECT_EQ(Strings(counts + 1, counts + 3), (Strings{"1 -- 5,2", "1 -- 7,2"}));
 }
 
 TEST_F(SampledValueRoad, FiniteSetListsValuesThatNeverOccurred) {

@@ -122,13 +122,17 @@ void SampledValueAccumulator::takeIn_i(const DataElement& element) {
 
     ValueMap& values = *stats.values;
     auto slot = values.lower_bound(value);
-    if (slot == values.end() || value < slot->first) {
-        slot = values.emplace_hint(slot, value, ValueCounts{});
-        // New for this key; the descriptor may know it from another entity already.
+    const bool known = slot != values.end() && !(value < slot->first);
+    // Seen values go by equality, the key's map by order. They differ only for ranges, which order by
+    // the first bound: an equivalent range is new to the seen values unless it is equal too.
+    if (!known || !(slot->first == value)) {
         std::vector<Data>& seen = *stats.seen;
         if (std::find(seen.begin(), seen.end(), value) == seen.end()) {
             seen.push_back(value);
         }
+    }
+    if (!known) {
+        slot = values.emplace_hint(slot, value, ValueCounts{});
     }
     ++slot->second.occurrences;
     // The weight rounded half up: the residency tables and the time-weighted average divide by these.
