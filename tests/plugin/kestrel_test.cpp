@@ -25,6 +25,7 @@ class CounterLibrary : public ::testing::Test {
         handle = pwr::platform::openLibrary(path);
         env().setKestrelDllHandle(handle);
     }
+    void SetUp() override { ASSERT_NE(handle, nullptr) << pwr::platform::getLastErrorText(); }
     ~CounterLibrary() override {
         if (!unloaded) {
             pwr::platform::closeLibrary(handle);
@@ -59,7 +60,6 @@ class PartialCounterLibrary : public CounterLibrary {
 };
 
 TEST_F(CounterLibrary, WithoutConfigurationEverythingRefusesSilently) {
-    ASSERT_NE(handle, nullptr) << pwr::platform::getLastErrorText();
     capture.environment().setVerbosity(4);
     unsigned a = 0, b = 0, c = 0;
     EXPECT_FALSE(env().configureKestrel());
@@ -77,7 +77,6 @@ TEST_F(CounterLibrary, WithoutConfigurationEverythingRefusesSilently) {
 }
 
 TEST_F(CounterLibrary, ConfigureVersionStartAndStop) {
-    ASSERT_NE(handle, nullptr) << pwr::platform::getLastErrorText();
     capture.environment().setVerbosity(4);
     env().setKestrelConfigFileName("bw config.txt");
     EXPECT_TRUE(env().configureKestrel());
@@ -100,7 +99,6 @@ TEST_F(CounterLibrary, ConfigureVersionStartAndStop) {
 }
 
 TEST_F(CounterLibrary, FailingConfigurationClearsTheFileName) {
-    ASSERT_NE(handle, nullptr) << pwr::platform::getLastErrorText();
     setStatus("config", 7);
     env().setKestrelConfigFileName("cfg.txt");
     EXPECT_FALSE(env().configureKestrel());
@@ -125,7 +123,6 @@ TEST_F(CounterLibrary, FailingConfigurationClearsTheFileName) {
 }
 
 TEST_F(CounterLibrary, FailingStartAndStopStillUnload) {
-    ASSERT_NE(handle, nullptr) << pwr::platform::getLastErrorText();
     env().setVerbosity(2);
     env().setKestrelConfigFileName("cfg.txt");
     setStatus("start", 1);
@@ -140,7 +137,6 @@ TEST_F(CounterLibrary, FailingStartAndStopStillUnload) {
 }
 
 TEST_F(PartialCounterLibrary, MissingEntryPointsRefuse) {
-    ASSERT_NE(handle, nullptr) << pwr::platform::getLastErrorText();
     env().setVerbosity(2);
     env().setKestrelConfigFileName("cfg.txt");
     unsigned a = 0, b = 0, c = 0;

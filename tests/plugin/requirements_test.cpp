@@ -57,23 +57,21 @@ TEST(SystemRequirements, EachKindTestsItsFieldAndNegativeInverts) {
     on.iGfxId = 0x9a49;
     const SystemMetadata off;
     using std::string;
-    const KindCase cases[] = {
-        kind<pwr::FMSPluginRequirement>(on, true, FMS(6, 0x8e, 0)),
-        kind<pwr::FMSPluginRequirement>(on, false, FMS(6, 0x8e, 10)),
-        kind<pwr::SCUPluginRequirement>(on, true, 0x20001u),
-        kind<pwr::SCUPluginRequirement>(on, false, 0x20002u),
-        kind<pwr::OSNamePluginRequirement>(on, true, string("Windows 11")),
-        kind<pwr::OSNamePluginRequirement>(on, false, string("windows 11")),
-        kind<pwr::OSNamePluginRequirement>(on, false, string("Windows")),
-        kind<pwr::PCHPluginRequirement>(on, true, string("ZLKLP")),
-        kind<pwr::PCHPluginRequirement>(on, false, string("YEWH")),
-        kind<pwr::PCHPluginRequirement>(off, true, string()),
-        kind<pwr::HyperVEnablePluginRequirement>(on, true),
-        kind<pwr::HyperVEnablePluginRequirement>(off, false),
-        kind<pwr::VSMDisablePluginRequirement>(on, false),
-        kind<pwr::VSMDisablePluginRequirement>(off, true),
-        kind<pwr::IGFXPresentPluginRequirement>(on, true),
-    };
+    const KindCase cases[] = {kind<pwr::FMSPluginRequirement>(on, true, FMS(6, 0x8e, 0)),
+                              kind<pwr::FMSPluginRequirement>(on, false, FMS(6, 0x8e, 10)),
+                              kind<pwr::SCUPluginRequirement>(on, true, 0x20001u),
+                              kind<pwr::SCUPluginRequirement>(on, false, 0x20002u),
+                              kind<pwr::OSNamePluginRequirement>(on, true, string("Windows 11")),
+                              kind<pwr::OSNamePluginRequirement>(on, false, string("windows 11")),
+                              kind<pwr::OSNamePluginRequirement>(on, false, string("Windows")),
+                              kind<pwr::PCHPluginRequirement>(on, true, string("ZLKLP")),
+                              kind<pwr::PCHPluginRequirement>(on, false, string("YEWH")),
+                              kind<pwr::PCHPluginRequirement>(off, true, string()),
+                              kind<pwr::HyperVEnablePluginRequirement>(on, true),
+                              kind<pwr::HyperVEnablePluginRequirement>(off, false),
+                              kind<pwr::VSMDisablePluginRequirement>(on, false),
+                              kind<pwr::VSMDisablePluginRequirement>(off, true),
+                              kind<pwr::IGFXPresentPluginRequirement>(on, true)};
     ScopedLogCapture capture(4);
     for (size_t i = 0; i < sizeof(cases) / sizeof(cases[0]); ++i) {
         SCOPED_TRACE(i);

@@ -59,12 +59,10 @@ TEST(EtwMerge, ListAndThreadFromAFreshProcess) {
         void* entry;
         unsigned long result;
         std::string log;
-    } cases[] = {
-        {true, nullptr, 126, "WARNING: Unable to merge trace files because LoadLibrary() failed.\n"},
-        {false, nullptr, 127,
-         "Merging ETW files to \"r_Capture.etl\" started.\nWARNING: Trace merge experienced an "
-         "unknown error. (127: Success)\n"},
-    };
+    } cases[] = {{true, nullptr, 126, "WARNING: Unable to merge trace files because LoadLibrary() failed.\n"},
+                 {false, nullptr, 127,
+                  "Merging ETW files to \"r_Capture.etl\" started.\nWARNING: Trace merge experienced an "
+                  "unknown error. (127: Success)\n"}};
     for (const Case& c : cases) {
         SCOPED_TRACE(c.result);
         capture.clear();

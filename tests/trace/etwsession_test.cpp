@@ -3,8 +3,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <climits>
+#include <iterator>
+#include <sstream>
 #include <stdexcept>
+#include <tuple>
 
 #include "support/LogCapture.h"
 #include "trace/TraceFakes.h"
@@ -12,7 +16,6 @@
 namespace {
 
 using ::testing::ElementsAre;
-using ::testing::ElementsAreArray;
 using vrtest::RecordingSession;
 using vrtest::ScratchDir;
 using vrtest::ScriptedFacility;
@@ -21,36 +24,43 @@ const _GUID kUnknown = {0x01020304, 0x0506, 0x0708, {1, 2, 3, 4, 5, 6, 7, 8}};
 const _GUID kPowerData = {0xe4383c64, 0x17ab, 0x455d, {0x81, 0x26, 0x63, 0xa0, 0xd2, 0x8e, 0x9f, 0xa3}};
 
 TEST(EtwSession, ConstructorInsertsTheSuffixAheadOfEtl) {
-    struct Case {
-        const char* result;
-        const char* expected;  // null: throws
-    } cases[] = {{"out.etl", "out_user.etl"},
-                 {"dir.v2/run.etl", "dir.v2/run_user.etl"},
-                 {"out", nullptr},
-                 {"a.etl.txt", nullptr},
-                 {"out.txt", nullptr}};
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.result);
-        if (c.expected == nullptr) {
-            try {
-                EtwSession session(c.result, "_user", "s", "d");
-                ADD_FAILURE() << "no exception";
-            } catch (const std::runtime_error& e) {
-                EXPECT_STREQ(e.what(), "Issue with result file name");
-            }
-        } else {
-            RecordingSession session(c.result, "_user", "s");
-            EXPECT_EQ(session.file(), c.expected);
+    // The file the session writes, or what the constructor throws.
+    auto fileOf = [](const char* result) -> std::string {
+        try {
+            return RecordingSession(result, "_user", "s").file();
+        } catch (const std::runtime_error& e) {
+            return std::string("throws ") + e.what();
         }
+    };
+    const std::pair<const char*, const char*> cases[] = {{"out.etl", "out_user.etl"},
+                                                         {"dir.v2/run.etl", "dir.v2/run_user.etl"},
+                                                         {"out", nullptr},
+                                                         {"a.etl.txt", nullptr},
+                                                         {"out.txt", nullptr}};
+    for (const auto& [result, expected] : cases) {
+        EXPECT_EQ(fileOf(result), expected != nullptr ? expected : "throws Issue with result file name");
     }
 }
 
+// Numbers separated by blanks, as a facility's queue of answers.
+std::deque<unsigned long> answers(const std::string& text) {
+    std::istringstream in(text);
+    return std::deque<unsigned long>(std::istream_iterator<unsigned long>(in), {});
+}
+
+std::vector<std::string> words(const std::string& text) {
+    std::istringstream in(text);
+    return std::vector<std::string>(std::istream_iterator<std::string>(in), {});
+}
+
+// A facility that "starts" a session of two providers without touching the system.
+struct ScriptedStart : ScriptedFacility {
+    ScriptedStart() { start = answers("0"), enable = answers("0 0"), capture = answers("0 0"); }
+};
+
 TEST(EtwSession, PropertiesBlockAndMergedProviderMasks) {
     vrtest::ScopedLogCapture capture(2);
-    ScriptedFacility facility;
-    facility.start = {0};
-    facility.enable = {0, 0};
-    facility.capture = {0, 0};
+    ScriptedStart facility;
     RecordingSession session("/tmp/props.etl", "_k", "props");
     EXPECT_FALSE(session.hasAnyProvider());
     session.addProvider(kUnknown, 1);
@@ -61,20 +71,15 @@ TEST(EtwSession, PropertiesBlockAndMergedProviderMasks) {
 
     const EVENT_TRACE_PROPERTIES& p = facility.startedWith;
     size_t nameLength = std::string("props_" + std::to_string(getpid())).size();
-    EXPECT_EQ(p.Wnode.BufferSize, 122 + nameLength + session.file().size());
-    EXPECT_EQ(p.Wnode.Flags, 0x20000u);
-    EXPECT_EQ(p.Wnode.ClientContext, 1u);
     EXPECT_EQ(p.Wnode.Guid, kUnknown);
-    EXPECT_EQ(p.LogFileMode, 1u);
-    EXPECT_EQ(p.MaximumFileSize, 0u);
-    EXPECT_EQ(p.BufferSize, 1024u);
-    EXPECT_EQ(p.MaximumBuffers, 400u);
-    EXPECT_EQ(p.MinimumBuffers, 2u);
-    EXPECT_EQ(p.LoggerNameOffset, 120u);
-    EXPECT_EQ(p.LogFileNameOffset, 121 + nameLength);
+    EXPECT_EQ(std::vector<uint64_t>({p.Wnode.BufferSize, p.Wnode.Flags, p.Wnode.ClientContext, p.LogFileMode,
+                                     p.MaximumFileSize, p.BufferSize, p.MaximumBuffers, p.MinimumBuffers,
+                                     p.LoggerNameOffset, p.LogFileNameOffset}),
+              std::vector<uint64_t>({122 + nameLength + session.file().size(), 0x20000, 1, 1, 0, 1024, 400, 2,
+                                     120, 121 + nameLength}));
     EXPECT_EQ(facility.startedFile, "/tmp/props_k.etl");
     EXPECT_THAT(facility.enableMasks, ElementsAre(5u, 2u));
-    EXPECT_THAT(facility.calls, ElementsAre("start", "enable", "capture", "enable", "capture"));
+    EXPECT_EQ(facility.calls, words("start enable capture enable capture"));
     EXPECT_EQ(capture.text(), "");
     session.dropBlock();
 }
@@ -86,10 +91,7 @@ TEST(EtwSession, ProviderMessagesOpenAtVerbosityFourOrInTheirArea) {
         if (byArea) {
             capture.environment().addPrefixForDebugLogging("etw-session");
         }
-        ScriptedFacility facility;
-        facility.start = {0};
-        facility.enable = {0, 0};
-        facility.capture = {0, 0};
+        ScriptedStart facility;
         RecordingSession session("/tmp/m.etl", "", "messages");
         session.addProvider(kPowerData, 1);
         session.addProvider(kUnknown, 1);
@@ -105,76 +107,41 @@ TEST(EtwSession, ProviderMessagesOpenAtVerbosityFourOrInTheirArea) {
 }
 
 TEST(EtwSession, BeginFailuresLogStopAndFreeTheBlock) {
-    struct Case {
-        const char* name;
-        std::deque<unsigned long> start, enable, capture;
-        std::vector<std::string> calls;
-        std::string log;     // after "F" is replaced by the file name
-        std::string queued;  // "" when nothing is queued
-    } cases[] = {
-        {"name in use twice",
-         {183, 183},
-         {},
-         {},
-         {"start", "stop", "start"},
-         "WARNING: Cannot start the trace F. Cannot create a file when that file already exists.\n",
-         ""},
-        {"disk full",
-         {112},
-         {},
-         {},
-         {"start"},
+    const std::string enableRefused =
+        "Cannot enable ETW event provider in the trace file F. Access is denied.\n";
+    // Answers to start, enable and capture; the calls; the log and the queued message, F for the file.
+    const std::array<std::string, 6> cases[] = {
+        {"183 183", "", "", "start stop start",
+         "WARNING: Cannot start the trace F. Cannot create a file when that file already exists.\n", ""},
+        {"112", "", "", "start",
          "WARNING: Cannot start the trace F. There is not enough space on the disk.\n ETW requires at least "
-         "200MB "
-         "disk space to start a trace.",
+         "200MB disk space to start a trace.",
          ""},
-        {"no memory",
-         {8},
-         {},
-         {},
-         {"start"},
+        {"8", "", "", "start",
          "WARNING: Cannot start the trace F. Not enough memory resources are available to process this "
-         "command.\n Try "
-         "to use smaller buffer size using --etw-user[kernel]-buffers [size] [min] [max] option.\n",
+         "command.\n Try to use smaller buffer size using --etw-user[kernel]-buffers [size] [min] [max] "
+         "option.\n",
          ""},
-        {"enable refused",
-         {0},
-         {5},
-         {},
-         {"start", "enable", "stop"},
-         "Cannot enable ETW event provider in the trace file F. Access is denied.\n\n",
-         "Cannot enable ETW event provider in the trace file F. Access is denied.\n"},
-        {"capture refused",
-         {0},
-         {0},
-         {87},
-         {"start", "enable", "capture", "stop"},
-         "WARNING: Cannot capture state of provider in the trace file F. The parameter is incorrect.\n",
-         ""},
+        {"0", "5", "", "start enable stop", enableRefused + "\n", enableRefused},
+        {"0", "0", "87", "start enable capture stop",
+         "WARNING: Cannot capture state of provider in the trace file F. The parameter is incorrect.\n", ""},
     };
-    for (Case& c : cases) {
-        SCOPED_TRACE(c.name);
+    for (const auto& [start, enable, captured, calls, log, queued] : cases) {
+        SCOPED_TRACE(calls + " " + start);
         vrtest::ScopedLogCapture capture(2);
         ScriptedFacility facility;
-        facility.start = c.start;
-        facility.enable = c.enable;
-        facility.capture = c.capture;
+        facility.start = answers(start), facility.enable = answers(enable),
+        facility.capture = answers(captured);
         RecordingSession session("/tmp/fail.etl", "_x", "fail");
         session.addProvider(kUnknown, 1);
         EXPECT_FALSE(session.begin());
         EXPECT_EQ(session.block(), nullptr);
-        EXPECT_THAT(facility.calls, ElementsAreArray(c.calls));
-        std::string log = c.log;
-        log.replace(log.find('F'), 1, session.file());
-        EXPECT_EQ(capture.text(), log);
+        EXPECT_EQ(facility.calls, words(calls));
+        auto named = [&session](std::string text) { return text.replace(text.find('F'), 1, session.file()); };
+        EXPECT_EQ(capture.text(), named(log));
         auto& queue = capture.environment().getQueuedMessages();
-        if (c.queued.empty()) {
-            EXPECT_TRUE(queue.empty());
-        } else {
-            std::string queued = c.queued;
-            queued.replace(queued.find('F'), 1, session.file());
-            EXPECT_THAT(queue, ElementsAre(queued));
-        }
+        EXPECT_EQ(std::vector<std::string>(queue.begin(), queue.end()),
+                  queued.empty() ? words("") : std::vector<std::string>{named(queued)});
         EXPECT_FALSE(session.end());
     }
 }
@@ -197,35 +164,30 @@ TEST(EtwSession, StaleSessionOfTheSameNameIsStoppedAndStartedAgain) {
 }
 
 TEST(EtwSession, EndFailuresLeaveTheSessionToBeEndedAgain) {
-    struct Case {
-        const char* name;
-        std::deque<unsigned long> control, disable;
-        std::string log;
-    } cases[] = {
-        {"flush refused", {4201}, {}, "WARNING: Unable verify that Test end is buffering events properly."},
-        {"disable refused", {}, {87}, "WARNING: Cannot disable the trace. The parameter is incorrect.\n"},
-        {"stop refused",
-         {0, 4201},
-         {},
+    // Answers to control (flush, stop) and disable; the log.
+    const std::array<std::string, 3> cases[] = {
+        {"4201", "", "WARNING: Unable verify that Test end is buffering events properly."},
+        {"", "87", "WARNING: Cannot disable the trace. The parameter is incorrect.\n"},
+        {"0 4201", "",
          "WARNING: Cannot stop the trace. The instance name passed was not recognized as valid by a WMI data "
          "provider.\n"},
     };
     ScratchDir dir;
-    for (Case& c : cases) {
-        SCOPED_TRACE(c.name);
+    for (const auto& [control, disable, log] : cases) {
+        SCOPED_TRACE(log);
         vrtest::ScopedLogCapture capture(2);
         RecordingSession session(dir.file("end.etl"), "", "end");
         session.addProvider(kUnknown, 1);
         ASSERT_TRUE(session.begin());
         {
             ScriptedFacility facility;
-            facility.control = c.control;
-            facility.disable = c.disable;
+            facility.control = answers(control), facility.disable = answers(disable);
             EXPECT_FALSE(session.end());
             EXPECT_NE(session.block(), nullptr);
         }
-        EXPECT_EQ(capture.text(), c.log);
+        EXPECT_EQ(capture.text(), log);
         EXPECT_TRUE(session.end());
+        EXPECT_EQ(session.block(), nullptr) << "a session that ended frees its block";
         EXPECT_FALSE(session.end());
     }
 }
@@ -288,24 +250,20 @@ TEST(EtwSession, ProviderLookupByName) {
     EXPECT_EQ(out, pwr::platform::kKernelPowerProvider);
     EXPECT_FALSE(EtwSession::getGuidForProvider(u"Vantrell-Test-provider", &out));  // exact comparison
 
-    struct Case {
-        std::deque<unsigned long> answers;
-        unsigned long size;
-        const char* log;
-    } cases[] = {
-        {{87}, 0, "WARNING: TdhEnumerateProviders failed with 87.\n"},
-        {{0}, 0, "WARNING: TdhEnumerateProvider PROVIDER_ENUMERATION_INFO is NULL.\n"},
-        {{122, 122, 4201}, 64, "WARNING: TdhEnumerateProviders failed with 4201.\n"},
+    // Answers to enumerate, the size it asks for, the log.
+    const std::tuple<const char*, unsigned long, const char*> cases[] = {
+        {"87", 0, "WARNING: TdhEnumerateProviders failed with 87.\n"},
+        {"0", 0, "WARNING: TdhEnumerateProvider PROVIDER_ENUMERATION_INFO is NULL.\n"},
+        {"122 122 4201", 64, "WARNING: TdhEnumerateProviders failed with 4201.\n"},
     };
-    for (Case& c : cases) {
-        SCOPED_TRACE(c.log);
+    for (const auto& [enumerate, size, log] : cases) {
+        SCOPED_TRACE(log);
         vrtest::ScopedLogCapture capture(2);
         ScriptedFacility facility;
-        facility.enumerate = c.answers;
-        facility.enumerateSize = c.size;
+        facility.enumerate = answers(enumerate), facility.enumerateSize = size;
         EXPECT_FALSE(EtwSession::getGuidForProvider(u"Vantrell-Test-Provider", &out));
-        EXPECT_EQ(facility.calls.size(), c.answers.size());
-        EXPECT_EQ(capture.text(), c.log);
+        EXPECT_EQ(facility.calls.size(), answers(enumerate).size());
+        EXPECT_EQ(capture.text(), log);
     }
 }
 

@@ -7,6 +7,7 @@
 
 #include <fstream>
 #include <iterator>
+#include <numeric>
 
 #include "support/LogCapture.h"
 #include "trace/TraceFakes.h"
@@ -86,6 +87,13 @@ std::string cannotOpen(const std::string& file, const std::string& reason) {
     return "FATAL: Cannot open the ETW data file for Test reader: " + file + ". " + reason + kProcessing;
 }
 
+// A failed replay may have delivered only the first events, whole and in order.
+bool wholeEventsInOrder(const std::vector<uint64_t>& values) {
+    std::vector<uint64_t> firsts(values.size());
+    std::iota(firsts.begin(), firsts.end(), 0);
+    return values.size() <= 12 && values == firsts;
+}
+
 std::string cannotProcess(const std::string& reason) {
     return kProcessing + "WARNING: Cannot process the trace file Test reader. " + reason;
 }
@@ -103,10 +111,7 @@ TEST_F(TraceFileTest, EveryTruncatedPrefixFailsAfterWholeEventsOnly) {
         } else {
             ASSERT_EQ(log, cannotProcess("Reached the end of the file.\n"));
         }
-        ASSERT_LE(values.size(), 12u);
-        for (size_t i = 0; i < values.size(); ++i) {
-            ASSERT_EQ(values[i], i);
-        }
+        ASSERT_TRUE(wholeEventsInOrder(values)) << values.size();
     }
 }
 
@@ -117,21 +122,16 @@ TEST_F(TraceFileTest, EveryCorruptedByteFailsTheReplay) {
         SCOPED_TRACE(at);
         std::vector<uint8_t> bad = good;
         bad[at] ^= 0x41;
-        bool ok = replay(bad, bad.size(), values, log);
+        ASSERT_FALSE(replay(bad, bad.size(), values, log)) << log;
         if (at < kHeaderSize) {
-            ASSERT_FALSE(ok);
             ASSERT_EQ(log, cannotOpen(dir.file("cut.etl"), "Bad message"));
             continue;
         }
-        ASSERT_FALSE(ok) << log;
         bool corrupt = log == cannotProcess("The file or directory is corrupted and unreadable.\n");
         bool truncated =
             log == cannotProcess("Reached the end of the file.\n");  // a block claiming more bytes
         ASSERT_TRUE(corrupt || truncated) << log;
-        ASSERT_LE(values.size(), 12u);
-        for (size_t i = 0; i < values.size(); ++i) {
-            ASSERT_EQ(values[i], i);
-        }
+        ASSERT_TRUE(wholeEventsInOrder(values)) << values.size();
     }
 }
 

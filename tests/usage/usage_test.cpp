@@ -96,12 +96,9 @@ TEST(UsageText, JsonHelpOfAllGroupsMatchesTheTables) {
             present.insert(item.key());
         }
         EXPECT_EQ(present, keys) << "every attribute, empty ones too, and no valid args";
-        EXPECT_EQ(option["abbreviation"], row.abbreviation);
-        EXPECT_EQ(option["arg"], row.arg);
-        EXPECT_EQ(option["arg_type"], row.type);
-        EXPECT_EQ(option["arg_units"], row.units);
-        EXPECT_EQ(option["arg_default"], row.defaultValue);
-        EXPECT_EQ(option["notes"], "");
+        EXPECT_EQ((std::vector<json>{option["abbreviation"], option["arg"], option["arg_type"],
+                                     option["arg_units"], option["arg_default"], option["notes"]}),
+                  (std::vector<json>{row.abbreviation, row.arg, row.type, row.units, row.defaultValue, ""}));
         EXPECT_FALSE(option["description"].get<std::string>().empty());
     }
     EXPECT_EQ(parsed["Post-processing Options"]["--output"]["description"],
@@ -130,23 +127,16 @@ TEST(UsageText, JsonHelpOfAllGroupsMatchesTheTables) {
 
 TEST(Option, NamesAliasesAndWidths) {
     Printer shortOnly("", "Show help", pwr::usage::LEVEL_1, "-h");
-    EXPECT_EQ(shortOnly.getName(), "-h");
-    EXPECT_EQ(shortOnly.getNormalizedName(), "h");
-    EXPECT_EQ(shortOnly.getNameColumnFormat(), "    ");
-    EXPECT_EQ(shortOnly.getAttribute(Option::ALIAS), "h");
-
+    EXPECT_EQ(shortOnly.getName() + "|" + shortOnly.getNormalizedName() + "|" +
+                  shortOnly.getNameColumnFormat() + "|" + shortOnly.getAttribute(Option::ALIAS),
+              "-h|h|    |h");
     Printer full("--no-post-processing-", "d", "", "", "", "", "", {}, "", pwr::usage::LEVEL_2);
-    EXPECT_EQ(full.getNormalizedName(), "no post processing");
-    EXPECT_EQ(full.getAlias(), "nopostprocessing");
-    EXPECT_EQ(full.getNameColumnFormat(), ", ");
-    EXPECT_EQ(full.getTabString(), "\t\t");
-    EXPECT_EQ(full.getColumnWidth(), 20);
-    EXPECT_EQ(full.getTextWidth(), 60);
-    EXPECT_EQ(full.getAttribute(Option::ARG), "");
-
+    EXPECT_EQ(full.getNormalizedName() + "|" + full.getAlias() + "|" + full.getNameColumnFormat() + "|" +
+                  full.getTabString() + "|" + full.getAttribute(Option::ARG),
+              "no post processing|nopostprocessing|, |\t\t|");
+    EXPECT_EQ(std::make_pair(full.getColumnWidth(), full.getTextWidth()), std::make_pair(20, 60));
     Printer odd("plain", "d", static_cast<pwr::usage::TabLevel>(7));
-    EXPECT_EQ(odd.getColumnWidth(), 25);
-    EXPECT_EQ(odd.getTextWidth(), 55);
+    EXPECT_EQ(std::make_pair(odd.getColumnWidth(), odd.getTextWidth()), std::make_pair(25, 55));
     EXPECT_EQ(odd.getNameColumnFormat(), "");
     EXPECT_EQ(Printer("", "d", pwr::usage::LEVEL_1).getNormalizedName(), "");
     EXPECT_EQ(Printer("---", "d", pwr::usage::LEVEL_1).getNormalizedName(), "");

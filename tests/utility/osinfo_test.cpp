@@ -36,21 +36,19 @@ TEST(OsInfo, NamesAndTypesFollowTheVersionTable) {
         uint8_t product;
         const char* name;
         const char* type;
-    } cases[] = {
-        {10, 0, 1, "Windows 10", "NT_WORKTATION"},
-        {10, 5, 3, "Windows Server 2016 Technical Preview", "NT_SERVER"},
-        {6, 0, 1, "Windows Vista", "NT_WORKTATION"},
-        {6, 0, 2, "Windows Server 2008", "NT_DOMAIN_CONTROLLER"},
-        {6, 1, 1, "Windows 7", "NT_WORKTATION"},
-        {6, 1, 3, "Windows Server 2008 R2", "NT_SERVER"},
-        {6, 2, 1, "Windows 8", "NT_WORKTATION"},
-        {6, 2, 3, "Windows Server 2012", "NT_SERVER"},
-        {6, 3, 1, "Windows 8.1", "NT_WORKTATION"},
-        {6, 3, 3, "Windows Server 2012 R2", "NT_SERVER"},
-        {6, 4, 1, "Windows Unsupported", "NT_WORKTATION"},
-        {5, 1, 3, "Windows Unsupported", "NT_SERVER"},
-        {11, 0, 0, "Windows Unsupported", "NT_DOMAIN_CONTROLLER"},
-    };
+    } cases[] = {{10, 0, 1, "Windows 10", "NT_WORKTATION"},
+                 {10, 5, 3, "Windows Server 2016 Technical Preview", "NT_SERVER"},
+                 {6, 0, 1, "Windows Vista", "NT_WORKTATION"},
+                 {6, 0, 2, "Windows Server 2008", "NT_DOMAIN_CONTROLLER"},
+                 {6, 1, 1, "Windows 7", "NT_WORKTATION"},
+                 {6, 1, 3, "Windows Server 2008 R2", "NT_SERVER"},
+                 {6, 2, 1, "Windows 8", "NT_WORKTATION"},
+                 {6, 2, 3, "Windows Server 2012", "NT_SERVER"},
+                 {6, 3, 1, "Windows 8.1", "NT_WORKTATION"},
+                 {6, 3, 3, "Windows Server 2012 R2", "NT_SERVER"},
+                 {6, 4, 1, "Windows Unsupported", "NT_WORKTATION"},
+                 {5, 1, 3, "Windows Unsupported", "NT_SERVER"},
+                 {11, 0, 0, "Windows Unsupported", "NT_DOMAIN_CONTROLLER"}};
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         std::string name, text, type;

@@ -203,16 +203,14 @@ TEST(FormatHandle, PrintsTheQualifiedNameOrTheNumberAndNameOfAPair) {
         int width;
         const char* text;
     };
-    const Case cases[] = {
-        {field("Core_3"), 0, "Core_3"},
-        {field("C0"), 6, "    C0"},
-        {field("longer than width"), 3, "longer than width"},
-        {pwr::State::create(pwr::StateDescription("C6", "")), 0, "C6"},
-        {Attribute::get(pwr::AttributeType::FREQUENCY), 0, "Frequency"},
-        {pwr::NameValuePair::create(3, "C3", "C-state"), 0, "3 - C-state"},
-        {pwr::NameValuePair::create(4000000000u, "big", "Id"), 14, "4000000000 - Id"},
-        {pwr::NameValuePair::create(1, "one", ""), 6, "  1 - "},
-    };
+    const Case cases[] = {{field("Core_3"), 0, "Core_3"},
+                          {field("C0"), 6, "    C0"},
+                          {field("longer than width"), 3, "longer than width"},
+                          {pwr::State::create(pwr::StateDescription("C6", "")), 0, "C6"},
+                          {Attribute::get(pwr::AttributeType::FREQUENCY), 0, "Frequency"},
+                          {pwr::NameValuePair::create(3, "C3", "C-state"), 0, "3 - C-state"},
+                          {pwr::NameValuePair::create(4000000000u, "big", "Id"), 14, "4000000000 - Id"},
+                          {pwr::NameValuePair::create(1, "one", ""), 6, "  1 - "}};
     for (const Case& c : cases) {
         std::string out = "old";
         EXPECT_EQ(pwr::HandleFormatter(c.width).format(out, Data(*c.handle)), 0);

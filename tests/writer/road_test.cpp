@@ -95,17 +95,4 @@ TEST_F(WriterRoad, ThreadTableArrivesAsPrintedTitlesAndCells) {
     EXPECT_EQ(1u, writer.tables()[2].validPairs);
 }
 
-TEST_F(WriterRoad, SinglePlainFieldTitlesNameTheEntities) {
-    const pwr::RealFormatter mhz(" MHz", 0, 0);
-    TableMessage table("Frequency", pwr::Quantity::frequency());
-    ASSERT_EQ(0, buildTable(table, {threads[1], threads[3]},
-                            {{"Samples", DataType::UINT, true}, {"Average", DataType::REAL, false, &mhz}}));
-    ASSERT_EQ(0, table.setFieldValue(threads[3], 1u, 2400.4));
-    EXPECT_EQ(0, scope.stream().pushMessage(table));
-    ASSERT_EQ(1u, writer.tables().size());
-    EXPECT_EQ("Samples|Thread_1|Thread_3", writer.tables()[0].titleLine);
-    // The shared count was never set: like the unset cell of CPU 1 it prints empty.
-    EXPECT_EQ("||2400 MHz", writer.tables()[0].cellLine);
-}
-
 }  // namespace

@@ -5,7 +5,6 @@
 #include <set>
 #include <string>
 #include <tuple>
-#include <vector>
 
 #include "support/LogCapture.h"
 #include "support/TableBuilder.h"
