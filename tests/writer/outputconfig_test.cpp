@@ -130,7 +130,8 @@ TEST_F(OutputConfig, ABadLineFailsTheFileWithTheChainOfRuleNames) {
         SCOPED_TRACE(line);
         EXPECT_EQ(parse({"ALL_cpu_res_ok_TITLE=t\n" + line + "\nALL_cpu_res_late_TITLE=t\n"}), -1);
         EXPECT_EQ(capture.debug().text(), chain(rules) + stopped + "1ERROR: ERROR parsing line " + line +
-                                              "\n0FATAL: ERROR parsing config file " + files->paths()[0] + "!\n");
+                                              "\n0FATAL: ERROR parsing config file " + files->paths()[0] +
+                                              "!\n");
         EXPECT_EQ(stderrText, "ERROR parsing config file " + files->paths()[0] + "\n");
         TableInfo late;
         EXPECT_FALSE(parser().getTableInfoFor(late, "res", "cpu", "late"));  // the rest isn't read

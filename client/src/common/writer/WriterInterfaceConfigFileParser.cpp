@@ -350,7 +350,8 @@ int WriterInterfaceConfigFileParser::parse(std::vector<std::string> const& files
     }
     dump_i();
     if (!current.check()) {
-        VR_LOG_STREAM(0) << "config file parser sanity checks did NOT pass -- config files are invalid!" << std::endl;
+        VR_LOG_STREAM(0) << "config file parser sanity checks did NOT pass -- config files are invalid!"
+                         << std::endl;
         return -1;
     }
     return 0;
