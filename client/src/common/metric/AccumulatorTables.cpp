@@ -1,7 +1,9 @@
 #include "AccumulatorTables.h"
 
+#include <algorithm>
 #include <new>
 
+#include "vantrell/metric/SampleCountSummarizer.h"
 #include "vantrell/plugin/Logging.h"
 #include "vantrell/value/DataHandle.h"
 #include "vantrell/value/Description.h"
@@ -185,6 +187,33 @@ void copyData(Data& target, const Data& source) {
     // Assignment would share the formatter: rebuild the target as an owning copy instead.
     target.~Data();
     new (&target) Data(source);
+}
+
+int processMessageHead(const Metric& metric, bool noSummaries, SampleCountSummarizer* summarizer) {
+    if (noSummaries) {
+        VR_LOG(3, "DEBUG: %s: No summary or -r int output enabled.\n", metric.getName().c_str());
+        return 0;
+    }
+    if (summarizer != nullptr && summarizer->processMessage(metric) != 0) {
+        VR_LOG(2, "WARNING: Failed to process %s for sample count.\n", metric.getName().c_str());
+        return 1;
+    }
+    return -1;
+}
+
+std::vector<Data> rowValues(const std::vector<Data>& seen, const std::vector<Data>& finiteSet) {
+    if (finiteSet.empty()) {
+        std::vector<Data> rows(seen);
+        std::stable_sort(rows.begin(), rows.end());
+        return rows;
+    }
+    std::vector<Data> rows(finiteSet);
+    for (const Data& value : seen) {
+        if (std::find(finiteSet.begin(), finiteSet.end(), value) == finiteSet.end()) {
+            rows.push_back(value);
+        }
+    }
+    return rows;
 }
 
 }  // namespace metric_detail

@@ -15,9 +15,19 @@
 #include "vantrell/writer/WriterInterfaceConfigFileParser.h"
 
 class WriterStream;
+class SampleCountSummarizer;
 
 namespace pwr {
 namespace metric_detail {
+
+// The head of every built-in accumulator's processMessage. With no summary it logs "DEBUG: %s: No
+// summary or -r int output enabled.\n" and gives 0; a sample-count summariser that fails gives 1 after
+// "WARNING: Failed to process %s for sample count.\n". Otherwise -1: go on with the elements.
+int processMessageHead(const Metric& metric, bool noSummaries, SampleCountSummarizer* summarizer);
+
+// The rows of a value table: the finite set in its order, then the other `seen` values in first-seen
+// order; without a finite set the seen values sorted ascending.
+std::vector<Data> rowValues(const std::vector<Data>& seen, const std::vector<Data>& finiteSet);
 
 // The entity's id when there is no descriptor or its id is 0, else (entity id << 32) + descriptor id.
 unsigned long long pairKey(const EntityHandle* entity, const DataDescriptor* descriptor);

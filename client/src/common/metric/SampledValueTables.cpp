@@ -107,19 +107,7 @@ std::vector<Data> SampledValueAccumulator::rowValues_i(const pwr::Metric& metric
     const auto found = seenValues.find(descriptorId);
     const std::vector<Data> none;
     const std::vector<Data>& seen = found != seenValues.end() ? found->second : none;
-    const std::vector<Data>& finiteSet = metric.getFiniteSetValues();
-    if (finiteSet.empty()) {
-        std::vector<Data> rows(seen);
-        std::stable_sort(rows.begin(), rows.end());
-        return rows;
-    }
-    std::vector<Data> rows(finiteSet);
-    for (const Data& value : seen) {
-        if (std::find(finiteSet.begin(), finiteSet.end(), value) == finiteSet.end()) {
-            rows.push_back(value);
-        }
-    }
-    return rows;
+    return pwr::metric_detail::rowValues(seen, metric.getFiniteSetValues());
 }
 
 double SampledValueAccumulator::cellValue_i(uint64_t descriptorId, uint64_t entityId, const ValueMap& values,

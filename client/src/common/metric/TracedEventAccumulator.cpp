@@ -59,13 +59,9 @@ int TracedEventAccumulator::initialize(const pwr::Metric& metric, const pwr::Sys
 }
 
 int TracedEventAccumulator::processMessage(const pwr::Metric& metric) {
-    if (summaryList.empty()) {
-        VR_LOG(3, "DEBUG: %s: No summary or -r int output enabled.\n", metric.getName().c_str());
-        return 0;
-    }
-    if (summarizer != nullptr && summarizer->processMessage(metric) != 0) {
-        VR_LOG(2, "WARNING: Failed to process %s for sample count.\n", metric.getName().c_str());
-        return 1;
+    const int head = pwr::metric_detail::processMessageHead(metric, summaryList.empty(), summarizer.get());
+    if (head >= 0) {
+        return head;
     }
     for (const DataElement* element : metric.getData().elements) {
         const Data& value = *element->getValue();

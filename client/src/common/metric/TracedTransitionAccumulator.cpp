@@ -47,9 +47,9 @@ int TracedTransitionAccumulator::initialize(const pwr::Metric& metric, const pwr
 }
 
 int TracedTransitionAccumulator::processMessage(const pwr::Metric& metric) {
-    if (summaryList.empty()) {
-        VR_LOG(3, "DEBUG: %s: No summary or -r int output enabled.\n", metric.getName().c_str());
-        return 0;
+    const int head = pwr::metric_detail::processMessageHead(metric, summaryList.empty(), nullptr);
+    if (head >= 0) {
+        return head;
     }
     for (const DataElement* element : metric.getData().elements) {
         const Data& value = *element->getValue();
@@ -148,19 +148,7 @@ std::vector<Data> TracedTransitionAccumulator::rowValues_i(const pwr::Metric& me
     const auto found = seenValues.find(descriptorId);
     const std::vector<Data> none;
     const std::vector<Data>& seen = found != seenValues.end() ? found->second : none;
-    const std::vector<Data>& finiteSet = metric.getFiniteSetValues();
-    if (finiteSet.empty()) {
-        std::vector<Data> rows(seen);
-        std::stable_sort(rows.begin(), rows.end());
-        return rows;
-    }
-    std::vector<Data> rows(finiteSet);
-    for (const Data& value : seen) {
-        if (std::find(finiteSet.begin(), finiteSet.end(), value) == finiteSet.end()) {
-            rows.push_back(value);
-        }
-    }
-    return rows;
+    return pwr::metric_detail::rowValues(seen, metric.getFiniteSetValues());
 }
 
 void TracedTransitionAccumulator::residencyOf_i(uint64_t entityId, uint64_t descriptorId, const Data& value,
