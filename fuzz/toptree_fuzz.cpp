@@ -32,7 +32,10 @@ void checkLinks(const pwr::TopTree& tree) {
         check(nodes.size() == tree.getNumNodesOfType(static_cast<pwr::top_node_type>(type)),
               "count and list");
         for (const pwr::TNode* node : nodes) {
-            check(node->getType() == type, "a node sits in the map of its type");
+            // The package map holds the roots, whatever type a stored root had; below them, each node
+            // sits in the map of its type.
+            check(type == pwr::TOP_NODE_PACKAGE ? node->getParent() == nullptr : node->getType() == type,
+                  "a root in the package map, every other node in the map of its type");
             for (const pwr::TNode* child : *node) {
                 check(child->getParent() == node, "child and parent agree");
             }
