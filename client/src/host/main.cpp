@@ -2,45 +2,21 @@
 // (environment, loggers, id registry, machine record, entities, writer stream), samples the logical
 // CPUs of this machine from /proc and /sys, and prints the summary table through a console writer.
 //
-//   vantrell [--verbosity N] [--interval MS] [--debug AREA]...
+//   vantrell [-n MS] [--verbosity N] [--debug AREA]...   (vantrell --help for all options)
 
 #include <unistd.h>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
+#include <iostream>
 #include <set>
 #include <string>
 
+#include "CommandLine.h"
 #include "ConsoleLogger.h"
 #include "ConsoleWriter.h"
 #include "MachineProbe.h"
 #include "vantrell/VantrellCore.h"
 
 namespace {
-
-struct Options {
-    uint16_t verbosity = 1;
-    unsigned intervalMs = 250;
-    std::set<std::string> debugAreas;
-};
-
-bool parseOptions(int argc, char** argv, Options& options) {
-    for (int i = 1; i < argc; ++i) {
-        const char* value = i + 1 < argc ? argv[i + 1] : nullptr;
-        if (std::strcmp(argv[i], "--verbosity") == 0 && value != nullptr) {
-            options.verbosity = static_cast<uint16_t>(std::strtoul(value, nullptr, 10));
-        } else if (std::strcmp(argv[i], "--interval") == 0 && value != nullptr) {
-            options.intervalMs = static_cast<unsigned>(std::strtoul(value, nullptr, 10));
-        } else if (std::strcmp(argv[i], "--debug") == 0 && value != nullptr) {
-            options.debugAreas.insert(value);
-        } else {
-            std::fprintf(stderr, "usage: %s [--verbosity N] [--interval MS] [--debug AREA]...\n", argv[0]);
-            return false;
-        }
-        ++i;
-    }
-    return true;
-}
 
 // The machine record the host would store with a result file; here it carries the topology.
 pwr::SystemMetadata describeMachine() {
@@ -91,9 +67,14 @@ void pushCpuTable(WriterStream& stream, unsigned intervalMs) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    Options options;
-    if (!parseOptions(argc, argv, options)) {
-        return 2;
+    vantrell::HostOptions options;
+    switch (vantrell::parseCommandLine(argc, argv, options, std::cout, std::cerr)) {
+        case vantrell::CommandLineResult::ExitOk:
+            return 0;
+        case vantrell::CommandLineResult::ExitUsage:
+            return 2;
+        case vantrell::CommandLineResult::Run:
+            break;
     }
     vantrell::ConsoleLogger errorLogger(stderr);
     vantrell::ConsoleLogger debugLogger(stdout);

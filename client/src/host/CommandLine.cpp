@@ -1,0 +1,182 @@
+// Parsing of the host's command line with CLI11, over the library's option tables.
+
+#include "CommandLine.h"
+
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+
+#include "HelpText.h"
+#include "vantrell/usage/UsageText.h"
+
+#ifndef VR_HOST_VERSION
+#define VR_HOST_VERSION "0.0.0"
+#endif
+
+namespace vantrell {
+namespace {
+
+using pwr::usage::Option;
+
+const char kNoConnectedStandby[] = "Connected Standby does not exist on Linux";
+const char kNoUsageProgram[] = "this build takes part in no usage insights programme";
+const char kNotYet[] = "not available yet: this host samples one interval and writes no result files";
+
+// Table options that this host refuses, with the reason it gives.
+const std::vector<std::pair<const char*, const char*>> kRefused = {
+    {"--enable-cstrace", kNoConnectedStandby},
+    {"--disable-cstrace", kNoConnectedStandby},
+    {"--auto-connected-standby", kNoConnectedStandby},
+    {"--revoke-usage-consent", kNoUsageProgram},
+    {"--update-usage-consent", kNoUsageProgram},
+    {"--skip-usage-collection", kNoUsageProgram},
+    {"--log", kNotYet},
+    {"--print-fms", kNotYet},
+    {"--input", kNotYet},
+    {"--output", kNotYet},
+    {"--result", kNotYet},
+    {"--no-post-processing", kNotYet},
+    {"--feature", kNotYet},
+    {"--max-detail", kNotYet},
+    {"--program", kNotYet},
+    {"--startdelay", kNotYet},
+    {"--time", kNotYet},
+    {"--program-delay", kNotYet},
+    {"--polling", kNotYet}};
+
+// The first option of the tables with this name, in the tables' group order.
+Option tableOption(std::string const& name) {
+    for (auto const& group : pwr::usage::UsageText::s_usageConstants) {
+        for (Option option : group.second) {
+            if (option.getName() == name) {
+                return option;
+            }
+        }
+    }
+    return Option(name, "", pwr::usage::LEVEL_1);
+}
+
+// CLI11's spelling of an option's names: "-n,--interval".
+std::string cliNames(Option option) {
+    std::string abbreviation = option.getAttribute(Option::ABBREVIATION);
+    std::string name = option.getAttribute(Option::NAME);
+    return abbreviation.empty() ? name : name.empty() ? abbreviation : abbreviation + "," + name;
+}
+
+// A whole decimal number in [low, high]; false for signs, blanks, other characters and overflow.
+bool toWholeNumber(std::string const& text, unsigned long long low, unsigned long long high,
+                   unsigned long long& value) {
+    if (text.empty() || text.find_first_not_of("0123456789") != std::string::npos) {
+        return false;
+    }
+    errno = 0;
+    value = std::strtoull(text.c_str(), nullptr, 10);
+    return errno == 0 && value >= low && value <= high;
+}
+
+CLI::Validator wholeNumber(std::string const& what, unsigned long long low, unsigned long long high) {
+    return CLI::Validator(
+        [what, low, high](std::string& text) {
+            unsigned long long value = 0;
+            if (toWholeNumber(text, low, high, value)) {
+                return std::string();
+            }
+            return "\"" + text + "\" is not " + what + " from " + std::to_string(low) + " to " +
+                   std::to_string(high);
+        },
+        "");
+}
+
+// The value part of the command line: everything after the executable named by -p/--program belongs
+// to that program, so CLI11 sees only what comes before it.
+int hostArgumentCount(int argc, char** argv) {
+    for (int i = 1; i < argc; ++i) {
+        std::string arg = argv[i];
+        if (arg == "-p" || arg == "--program") {
+            return i + 2 < argc ? i + 2 : argc;
+        }
+        if (arg.rfind("--program=", 0) == 0 || (arg.rfind("-p", 0) == 0 && arg.size() > 2)) {
+            return i + 1;
+        }
+    }
+    return argc;
+}
+
+struct Parsed {
+    std::string helpFormat;
+    bool version = false;
+    std::vector<std::string> debugAreas;
+    std::vector<std::pair<CLI::Option*, const char*>> refused;
+    CLI::Option* help = nullptr;
+};
+
+void addOptions(CLI::App& app, HostOptions& options, Parsed& parsed) {
+    Option help = tableOption("--help");
+    parsed.help = app.add_option(cliNames(help), parsed.helpFormat, help.getAttribute(Option::DESCRIPTION))
+                      ->expected(0, 1);
+    Option version = tableOption("--version");
+    app.add_flag(cliNames(version), parsed.version, version.getAttribute(Option::DESCRIPTION));
+    Option interval = tableOption("--interval");
+    app.add_option(cliNames(interval), options.intervalMs, interval.getAttribute(Option::DESCRIPTION))
+        ->check(wholeNumber("a whole number of milliseconds", 1, UINT_MAX));
+    std::vector<Option> own = hostOnlyOptions();
+    app.add_option(own[0].getName(), options.verbosity, own[0].getAttribute(Option::DESCRIPTION))
+        ->check(wholeNumber("a verbosity level", 0, UINT16_MAX));
+    app.add_option(own[1].getName(), parsed.debugAreas, own[1].getAttribute(Option::DESCRIPTION))
+        ->allow_extra_args(false);
+    for (auto const& [name, reason] : kRefused) {
+        Option option = tableOption(name);
+        const std::string description = option.getAttribute(Option::DESCRIPTION);
+        CLI::Option* added = option.getAttribute(Option::ARG).empty()
+                                 ? app.add_flag(cliNames(option), description)
+                                 : app.add_option(cliNames(option), description);
+        parsed.refused.emplace_back(added, reason);
+    }
+}
+
+}  // namespace
+
+CommandLineResult parseCommandLine(int argc, char** argv, HostOptions& options, std::ostream& out,
+                                   std::ostream& err) {
+    unsigned long long intervalDefault = 0;
+    toWholeNumber(tableOption("--interval").getAttribute(Option::ARG_DEFAULT), 1, UINT_MAX, intervalDefault);
+    options.intervalMs = static_cast<unsigned>(intervalDefault);
+    CLI::App app("vantrell", "vantrell");
+    app.set_help_flag();
+    Parsed parsed;
+    addOptions(app, options, parsed);
+    try {
+        app.parse(hostArgumentCount(argc, argv), argv);
+    } catch (CLI::ParseError const& error) {
+        err << "vantrell: " << error.what() << "\n";
+        return CommandLineResult::ExitUsage;
+    }
+    if (parsed.help->count() > 0) {
+        if (parsed.helpFormat.empty()) {
+            printConsoleHelp(out);
+        } else if (parsed.helpFormat == "json") {
+            printJsonHelp(out);
+        } else {
+            err << "vantrell: --help: \"" << parsed.helpFormat << "\" is not a help format (only json)\n";
+            return CommandLineResult::ExitUsage;
+        }
+        return CommandLineResult::ExitOk;
+    }
+    if (parsed.version) {
+        out << "vantrell " << VR_HOST_VERSION << "\n";
+        return CommandLineResult::ExitOk;
+    }
+    for (auto const& [option, reason] : parsed.refused) {
+        if (option->count() > 0) {
+            err << "vantrell: " << option->get_name() << ": " << reason << "\n";
+            return CommandLineResult::ExitUsage;
+        }
+    }
+    options.debugAreas.insert(parsed.debugAreas.begin(), parsed.debugAreas.end());
+    return CommandLineResult::Run;
+}
+
+}  // namespace vantrell
