@@ -4,11 +4,13 @@
 // configuration of one table type, titles, notes, column heads and formatters, and cell setting.
 // Private to the library.
 
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "vantrell/metric/Metric.h"
+#include "vantrell/metric/SampleCountSummarizer.h"
 #include "vantrell/value/Data.h"
 #include "vantrell/writer/TableMessage.h"
 #include "vantrell/writer/TextNotes.h"
@@ -19,6 +21,17 @@ class SampleCountSummarizer;
 
 namespace pwr {
 namespace metric_detail {
+
+// The summariser of the "SAMPLE-COUNT" table (`sampleCount` in the accumulator's Summary) when
+// `summaries` lists it, else null.
+template <typename List, typename Value>
+std::unique_ptr<SampleCountSummarizer> summarizerFor(const List& summaries, Value sampleCount, bool sampled,
+                                                     bool showIntervals, bool perEntity) {
+    if (std::find(summaries.begin(), summaries.end(), sampleCount) == summaries.end()) {
+        return nullptr;
+    }
+    return std::make_unique<SampleCountSummarizer>(sampled, showIntervals, perEntity);
+}
 
 // The head of every built-in accumulator's processMessage. With no summary it logs "DEBUG: %s: No
 // summary or -r int output enabled.\n" and gives 0; a sample-count summariser that fails gives 1 after

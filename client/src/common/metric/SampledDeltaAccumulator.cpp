@@ -47,9 +47,7 @@ void addToSum(Data& sum, bool& started, const Data& value) {
 }  // namespace
 
 SampledDeltaAccumulator::SampledDeltaAccumulator(const SummaryList& summaries) : summaryList(summaries) {
-    if (std::find(summaryList.begin(), summaryList.end(), SAMPLE_COUNT) != summaryList.end()) {
-        summarizer = std::make_unique<SampleCountSummarizer>(false, true, true);
-    }
+    summarizer = pwr::metric_detail::summarizerFor(summaryList, SAMPLE_COUNT, false, true, true);
 }
 
 SampledDeltaAccumulator::~SampledDeltaAccumulator() = default;

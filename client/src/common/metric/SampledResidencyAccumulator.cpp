@@ -22,9 +22,7 @@ using pwr::metric_detail::setCell;
 
 SampledResidencyAccumulator::SampledResidencyAccumulator(const SummaryList& summaries)
     : summaryList(summaries) {
-    if (std::find(summaryList.begin(), summaryList.end(), SAMPLE_COUNT) != summaryList.end()) {
-        summarizer = std::make_unique<SampleCountSummarizer>(false, true, true);
-    }
+    summarizer = pwr::metric_detail::summarizerFor(summaryList, SAMPLE_COUNT, false, true, true);
 }
 
 SampledResidencyAccumulator::~SampledResidencyAccumulator() = default;

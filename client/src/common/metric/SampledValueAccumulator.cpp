@@ -35,9 +35,7 @@ uint64_t roundedTicks(double weight) {
 }  // namespace
 
 SampledValueAccumulator::SampledValueAccumulator(const SummaryList& summaries) : summaryList(summaries) {
-    if (std::find(summaryList.begin(), summaryList.end(), SAMPLE_COUNT) != summaryList.end()) {
-        summarizer = std::make_unique<SampleCountSummarizer>(true, true, true);
-    }
+    summarizer = pwr::metric_detail::summarizerFor(summaryList, SAMPLE_COUNT, true, true, true);
 }
 
 SampledValueAccumulator::~SampledValueAccumulator() = default;

@@ -39,9 +39,7 @@ std::string eventName(const Data& value) {
 }  // namespace
 
 TracedEventAccumulator::TracedEventAccumulator(const SummaryList& summaries) : summaryList(summaries) {
-    if (std::find(summaryList.begin(), summaryList.end(), SAMPLE_COUNT) != summaryList.end()) {
-        summarizer = std::make_unique<SampleCountSummarizer>(false, false, false);
-    }
+    summarizer = pwr::metric_detail::summarizerFor(summaryList, SAMPLE_COUNT, false, false, false);
 }
 
 TracedEventAccumulator::~TracedEventAccumulator() = default;
