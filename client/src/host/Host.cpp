@@ -69,17 +69,18 @@ constexpr char kTraceOperation[] = "KTRACE";
 
 Host::Host(HostOptions hostOptions) : options(std::move(hostOptions)), exeDir(executableDirectory()) {}
 
+// The stream ends before the parsers go: writers may still read table settings as they close.
 Host::~Host() {
     for (pwr::Metadata* record : records) {
         delete record;
     }
-    if (parsed) {
-        pwr::VRConfigFileParser::instance()->destroy();
-        pwr::WriterInterfaceConfigFileParser::instance()->destroy();
-    }
     if (stream != nullptr) {
         environment.setWriterStream(nullptr);
         WriterStream::destroy(stream);
+    }
+    if (parsed) {
+        pwr::VRConfigFileParser::instance()->destroy();
+        pwr::WriterInterfaceConfigFileParser::instance()->destroy();
     }
     for (CollectorPlugin* collector : modules.collectors()) {
         collector->terminatePlugin();
