@@ -82,7 +82,7 @@ int LinuxCollector::startCollection(const std::vector<pwr::InputMsg*>& messages,
         readings.push_back(std::move(reading));
     }
     readAll_i(0);  // BEGIN
-    return readings.empty() ? -1 : 0;
+    return readings.empty() && !seen.empty() ? -1 : 0;
 }
 
 int LinuxCollector::pollOnce() {
@@ -136,19 +136,23 @@ int LinuxCollector::doImmediateRead(const pwr::InputMsg* message, Pairs& results
     if (!canCollectMessage(message)) {
         return -1;
     }
-    Reading reading{id_config_t{}, 0, openSources_i(*message)};
-    std::vector<char> bytes;
-    uint64_t timestamp = 0;
-    read_i(reading, 1, bytes, timestamp);
-    const bool any =
-        vantrell::plugins::forEachMessage(bytes.data(), bytes.size(), [&](const vr_driver_msg* raw, size_t) {
-            vantrell::plugins::forEachEntry(raw, [&](uint16_t cpu, std::string_view key, uint64_t value) {
+    const size_t before = results.size();
+    for (const auto& source : openSources_i(*message)) {
+        std::vector<char> bytes;
+        SampleWriter writer(bytes, 0, id_config_t{}, 1);  // as at a poll
+        source->read(writer, 1);
+        writer.finish();
+        vantrell::plugins::forEachEntry(
+            reinterpret_cast<const vr_driver_msg*>(bytes.data()),
+            [&](uint16_t cpu, std::string_view key, uint64_t value) {
                 std::string name =
                     cpu == vantrell::plugins::kSystemCpu ? std::string() : "cpu" + std::to_string(cpu) + "/";
-                results.emplace_back(name.append(key), std::to_string(value));
+                results.emplace_back(name.append(key), source->isSigned()
+                                                           ? std::to_string(static_cast<int64_t>(value))
+                                                           : std::to_string(value));
             });
-        });
-    return any && !bytes.empty() ? 0 : -1;
+    }
+    return results.size() > before ? 0 : -1;
 }
 
 }  // namespace vantrell::linuxcollector

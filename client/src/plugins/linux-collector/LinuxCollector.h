@@ -25,8 +25,9 @@ class LinuxCollector : public CollectorPlugin {
 
     int initializePlugin() override { return 0; }
     int terminatePlugin() override;
-    // Opens the sources of `messages` and reads those that want BEGIN. 0; -1 when none of the
-    // messages is this collector's.
+    // Opens the sources of `messages` (those of this collector; a message listed once per trigger is
+    // read once) and reads those that want BEGIN. 0; -1 when it was given messages of its own and none
+    // of them has a source left to read.
     int startCollection(const std::vector<pwr::InputMsg*>& messages,
                         const pwr::SystemMetadata& system) override;
     // Reads the messages that want END and closes the sources. 0.
@@ -36,7 +37,7 @@ class LinuxCollector : public CollectorPlugin {
     // True when every operation of `message` is this collector's (and it has one).
     bool canCollectMessage(const pwr::InputMsg* message) override;
     // Reads `message` now: one pair per entry, "<key>" for the machine's values, "cpu<N>/<key>" for a
-    // CPU's, with the value in decimal. 0; -1 when nothing could be read.
+    // CPU's, with the value in decimal (temperatures signed). 0; -1 when nothing could be read.
     int doImmediateRead(const pwr::InputMsg* message, Pairs& results) override;
     // Appends the messages read since the last call to `buffer.bytes` and forgets them; true when it
     // appended any. `data` gets the first and last timestamps, the number of messages and the clock.

@@ -202,7 +202,8 @@ class CpuinfoSource : public TextSource {
 };
 
 // A header "CPU0 CPU1 ..." names the columns; each line "<label>: <count per column> <description>".
-// Lines with a single total ("ERR", "MIS") are the machine's.
+// The error counters ("ERR", "MIS") are machine-wide totals, not interrupts a CPU took: the protocol
+// has entries per CPU only, so they are left out.
 class InterruptsSource : public TextSource {
   protected:
     bool recognise(std::string_view text) override {
@@ -241,16 +242,16 @@ class InterruptsSource : public TextSource {
         }
         const std::string_view label = trimmed(line.substr(0, colon));
         std::string_view rest = line.substr(colon + 1);
-        const bool total = label == "ERR" || label == "MIS";
+        if (label == "ERR" || label == "MIS") {
+            return true;
+        }
         size_t count = 0;
-        for (; count < (total ? 1 : columns.size()); ++count) {
-            std::string_view before = rest;
+        for (; count < columns.size(); ++count) {
             uint64_t value = 0;
             if (!parseUnsigned(nextWord(rest), value)) {
-                rest = before;
-                break;
+                break;  // the description that follows the counts
             }
-            out.add(total ? kSystemCpu : columns[count], label, value);
+            out.add(columns[count], label, value);
         }
         return !label.empty() && count > 0;
     }

@@ -23,6 +23,8 @@ class Source {
     virtual bool open(const std::string& path, std::string& problem) = 0;
     // Appends this source's entries of one sample; `trigger` is the vr_when_type of the read.
     virtual void read(vantrell::plugins::SampleWriter& out, uint8_t trigger) = 0;
+    // Whether the values are signed numbers carried as two's complement (temperatures).
+    virtual bool isSigned() const { return false; }
     // The CPUs this source gives values for (per-CPU sources only).
     virtual std::set<uint16_t> coveredCpus() const { return {}; }
     // Leaves out CPUs that another source of the same message covers; false when none is left.

@@ -126,6 +126,7 @@ class CpufreqSource : public ChannelSource {
 // Temperatures in millidegrees Celsius, signed, for the whole machine.
 class TemperatureSource : public ChannelSource {
   public:
+    bool isSigned() const override { return true; }
     void read(SampleWriter& out, uint8_t) override {
         for (Channel& channel : channels) {
             readChannel<true>(channel, out);
