@@ -1,0 +1,316 @@
+// The kernel trace collector, loaded as the host loads it: its configuration file, the requirement that
+// hides the feature where kernel tracing is refused, and a live collection of real kernel events.
+
+#include <pthread.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <condition_variable>
+#include <cstdlib>
+#include <iostream>
+#include <map>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <vantrell/VantrellCore.h>
+
+#include "LinuxPluginProtocol.h"
+#include "support/ConfigFiles.h"
+#include "support/LogCapture.h"
+#include "support/PluginLoader.h"
+
+namespace {
+
+namespace pp = pwr::platform;
+using namespace vantrell::plugins;
+
+const std::string kPlatform = "OS=LINUX";
+
+std::string dataFile(const std::string& name) {
+    const char* root = std::getenv("VR_SOURCE_DIR");
+    return std::string(root != nullptr ? root : "..") + "/data/collection/" + name;
+}
+
+// The system's facility, except that it refuses the kernel providers as a locked-down machine does.
+class RefusingFacility : public pp::TraceFacility {
+  public:
+    pp::TraceFacility& sys = pp::systemTraceFacility();
+    unsigned long startTrace(uint64_t* h, const char* n, EVENT_TRACE_PROPERTIES* p) override {
+        return sys.startTrace(h, n, p);
+    }
+    unsigned long controlTrace(uint64_t h, const char* n, EVENT_TRACE_PROPERTIES* p, uint32_t c) override {
+        return sys.controlTrace(h, n, p, c);
+    }
+    unsigned long enableTraceEx2(uint64_t h, const _GUID* g, uint32_t c, uint8_t l, uint64_t any,
+                                 uint64_t all, uint32_t t, void* p) override {
+        if (c == EVENT_CONTROL_CODE_ENABLE_PROVIDER &&
+            (*g == pp::kKernelPowerProvider || *g == pp::kKernelSchedulerProvider)) {
+            pp::setLastError(EACCES);
+            return 5;
+        }
+        return sys.enableTraceEx2(h, g, c, l, any, all, t, p);
+    }
+    uint64_t openTrace(_EVENT_TRACE_LOGFILEA* f) override { return sys.openTrace(f); }
+    unsigned long processTrace(uint64_t* h, unsigned long n, void* s, void* e) override {
+        return sys.processTrace(h, n, s, e);
+    }
+    unsigned long closeTrace(uint64_t h) override { return sys.closeTrace(h); }
+    unsigned long enumerateProviders(PROVIDER_ENUMERATION_INFO* b, unsigned long* s) override {
+        return sys.enumerateProviders(b, s);
+    }
+    unsigned long eventRegister(const _GUID* g, uint64_t* h) override { return sys.eventRegister(g, h); }
+    unsigned long eventUnregister(uint64_t h) override { return sys.eventUnregister(h); }
+    unsigned long eventWrite(uint64_t h, const _EVENT_DESCRIPTOR* d, uint32_t n,
+                             _EVENT_DATA_DESCRIPTOR* p) override {
+        return sys.eventWrite(h, d, n, p);
+    }
+    void* loadLibrary(const std::string& path, unsigned long& error) override {
+        return sys.loadLibrary(path, error);
+    }
+    void* getProcAddress(void* l, const char* n) override { return sys.getProcAddress(l, n); }
+    void freeLibrary(void* l) override { sys.freeLibrary(l); }
+};
+
+class LinuxTrace : public ::testing::Test {
+  protected:
+    void TearDown() override { pwr::VRConfigFileParser::instance()->destroy(); }
+
+    // Parses `files` plus a platform LINUX (a child of ALL) to ask about, with the trace collector.
+    int parse(std::vector<std::string> files, const std::vector<std::string>& extra = {}) {
+        std::vector<std::string> texts = {"LINUX_MODEL_OS_CONSTANT_VALUE=Linux\n"};
+        texts.insert(texts.end(), extra.begin(), extra.end());
+        scratch = std::make_unique<vrtest::ConfigFiles>(texts);
+        files.insert(files.end(), scratch->paths().begin(), scratch->paths().end());
+        return pwr::VRConfigFileParser::instance()->parse(files, {collector()}, system);
+    }
+    bool traceOffered() const {
+        return pwr::VRConfigFileParser::instance()->isPlatformPrefixSupported(kPlatform, "trace");
+    }
+    std::vector<pwr::InputMsg*> traceMessages() const {
+        std::vector<pwr::InputMsg*> messages;
+        pwr::VRConfigFileParser::instance()->getMessagesFor(messages, kPlatform, "trace", {"TRACEPOINT"},
+                                                            pwr::COLLECTION_NORMAL);
+        return messages;
+    }
+    CollectorPlugin* collector() const { return module.as<CollectorPlugin>(); }
+    // Whether this machine lets the library trace the kernel, as the requirement sees it.
+    bool kernelTracingAllowed() {
+        EXPECT_EQ(0, parse({dataFile("vantrell-trace.cfg")}));
+        return traceOffered();
+    }
+
+    vrtest::ScopedLogCapture logs{2};
+    vrtest::LoadedPlugin module{"linux-trace"};
+    pwr::SystemMetadata system;
+    std::unique_ptr<vrtest::ConfigFiles> scratch;
+};
+
+TEST_F(LinuxTrace, ConfigurationDeclaresTheTraceFeatureAndItsMessage) {
+    ASSERT_NE(nullptr, collector());
+    std::vector<std::string> files = {dataFile("vantrell-trace.cfg")};
+    // The Linux file needs the host's other collectors; with them built, the two files parse together.
+    std::vector<std::unique_ptr<vrtest::LoadedPlugin>> others;
+    ASSERT_EQ(0, parse(files));
+    std::vector<pwr::ConfigCap const*> caps;
+    ASSERT_EQ(0, pwr::VRConfigFileParser::instance()->getCapabilitiesFor(caps, kPlatform));
+    ASSERT_EQ(1u, caps.size());
+    EXPECT_EQ("trace", caps[0]->getName());
+    EXPECT_EQ("trace", caps[0]->getConfigfilePrefix());
+    EXPECT_EQ(1u, caps[0]->getGroups().count("trace"));
+    if (!traceOffered()) {
+        GTEST_SKIP() << "the machine refuses kernel tracing, so the message has no operation to look at";
+    }
+    std::vector<pwr::InputMsg*> messages = traceMessages();
+    ASSERT_EQ(1u, messages.size());
+    EXPECT_EQ("events", messages[0]->getName());
+    EXPECT_EQ("ALL", messages[0]->getCPUString());
+    EXPECT_EQ(3u, messages[0]->getTracepointNames().size());
+    ASSERT_EQ(1u, messages[0]->getOperationCount());
+    EXPECT_EQ("KTRACE", messages[0]->getOperations().front()->getOperation());
+    EXPECT_TRUE(collector()->canCollectMessage(messages[0]));
+    pwr::InputMsg foreign("other");
+    EXPECT_FALSE(collector()->canCollectMessage(&foreign));
+}
+
+TEST_F(LinuxTrace, RefusedKernelTracingHidesTheFeatureWithoutFailingTheParse) {
+    RefusingFacility refusing;
+    pp::TraceFacility* previous = pp::setTraceFacility(&refusing);
+    const int status = parse({dataFile("vantrell-trace.cfg")});
+    pp::setTraceFacility(previous);
+    EXPECT_EQ(0, status);
+    EXPECT_FALSE(traceOffered());
+    EXPECT_TRUE(traceMessages().empty());
+    // Starting anyway with nothing to record is harmless.
+    EXPECT_EQ(0, collector()->startCollection({}, system));
+    EXPECT_EQ(0, collector()->stopCollection());
+}
+
+TEST_F(LinuxTrace, UnknownTracepointInTheConfigurationFailsTheLine) {
+    if (!kernelTracingAllowed()) {
+        GTEST_SKIP() << "the machine refuses kernel tracing; an unavailable type's lines are not checked";
+    }
+    for (const char* value : {"power:cpu_idle,sched:sched_wakeup", "bogus"}) {
+        SCOPED_TRACE(value);
+        EXPECT_EQ(
+            -1, parse({dataFile("vantrell-trace.cfg")}, {std::string("ALL_trace_x_KTRACE_EVENTS=") + value}));
+        EXPECT_NE(std::string::npos, logs.errors().text().find("ERROR: unknown kernel tracepoint"));
+    }
+    EXPECT_EQ(-1, parse({dataFile("vantrell-trace.cfg")}, {"ALL_trace_x_KTRACE_OTHER=1"}));
+}
+
+// Two threads that hand a token back and forth with sleeps between, so that CPUs go idle and the
+// named threads are switched in again and again.
+class PingPong {
+  public:
+    PingPong() {
+        for (int i = 0; i < 2; ++i) {
+            threads.emplace_back([this, i] {
+                pthread_setname_np(pthread_self(), i == 0 ? "vrtrace-ping" : "vrtrace-pong");
+                tids[i] = static_cast<int>(syscall(SYS_gettid));
+                std::unique_lock<std::mutex> guard(lock);
+                while (!done) {
+                    wake.wait(guard, [&] { return done || turn == i; });
+                    guard.unlock();
+                    std::this_thread::sleep_for(std::chrono::microseconds(300));
+                    guard.lock();
+                    turn = 1 - i;
+                    wake.notify_all();
+                }
+            });
+        }
+    }
+    ~PingPong() {
+        {
+            std::lock_guard<std::mutex> guard(lock);
+            done = true;
+        }
+        wake.notify_all();
+        for (auto& t : threads) {
+            t.join();
+        }
+    }
+    std::atomic<int> tids[2]{0, 0};
+
+  private:
+    std::mutex lock;
+    std::condition_variable wake;
+    int turn = 0;
+    bool done = false;
+    std::vector<std::thread> threads;
+};
+
+struct Received {
+    uint64_t tsc;
+    uint64_t arrivalTsc;
+    uint16_t cpu;
+    std::string key;
+    uint64_t value;
+};
+
+TEST_F(LinuxTrace, LiveCollectionHandsOverDecodableKernelEventsInTimeOrder) {
+    if (!kernelTracingAllowed()) {
+        GTEST_SKIP() << "the machine refuses kernel tracing (no tracefs or perf events)";
+    }
+    std::vector<pwr::InputMsg*> messages = traceMessages();
+    ASSERT_EQ(1u, messages.size());
+    messages[0]->setPluginID(3);
+    messages[0]->setMetricID(7);
+    messages[0]->setMsgID(11);
+
+    const auto wallStart = std::chrono::steady_clock::now();
+    const uint64_t tscStart = pp::readTimeStampCounter();
+    ASSERT_EQ(0, collector()->startCollection(messages, system));
+    std::vector<Received> received;
+    pwr::VRBuffer buffer;
+    CollectionData data;
+    std::chrono::nanoseconds handling{0};
+    auto take = [&] {
+        const uint64_t now = pp::readTimeStampCounter();
+        size_t before = received.size();
+        buffer.bytes.clear();
+        if (!collector()->getContinuousResult(buffer, data)) {
+            return;
+        }
+        ASSERT_TRUE(
+            forEachMessage(buffer.bytes.data(), buffer.bytes.size(), [&](const vr_driver_msg* m, size_t) {
+                EXPECT_EQ(pwr::TRACEPOINT, messageTrigger(m));
+                EXPECT_EQ(3, m->source.byte0);
+                EXPECT_EQ(7, m->source.byte1);
+                EXPECT_EQ(11, m->source.byte2);
+                int entries = 0;
+                EXPECT_TRUE(forEachEntry(m, [&](uint16_t cpu, std::string_view key, uint64_t value) {
+                    received.push_back({m->timestamp, now, cpu, std::string(key), value});
+                    ++entries;
+                }));
+                EXPECT_EQ(1, entries);
+            }));
+        EXPECT_LT(before, received.size());
+    };
+    std::chrono::nanoseconds stopTime{0};
+    {
+        PingPong activity;
+        for (int i = 0; i < 5; ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+            const auto t0 = std::chrono::steady_clock::now();
+            EXPECT_EQ(0, collector()->pollOnce());
+            take();
+            handling += std::chrono::steady_clock::now() - t0;
+        }
+        const auto t0 = std::chrono::steady_clock::now();
+        EXPECT_EQ(0, collector()->stopCollection());
+        take();
+        stopTime = std::chrono::steady_clock::now() - t0;
+        handling += stopTime;
+        const int pingTid = activity.tids[0];
+        // The ping thread was switched in under its own name and pid.
+        EXPECT_TRUE(std::any_of(received.begin(), received.end(), [&](const Received& r) {
+            return r.key == "wakeup:vrtrace-ping" && static_cast<int>(r.value) == pingTid;
+        }));
+    }
+    const uint64_t tscEnd = pp::readTimeStampCounter();
+    const double seconds =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - wallStart).count();
+    const double tscPerNs = static_cast<double>(tscEnd - tscStart) / (seconds * 1e9);
+
+    ASSERT_FALSE(received.empty());
+    EXPECT_EQ(received.size(), data.getSamplesProduced());
+    const long cpus = sysconf(_SC_NPROCESSORS_CONF);
+    std::map<uint16_t, uint64_t> lastByCpu;
+    size_t crossCpuInversions = 0;
+    uint64_t previous = 0;
+    std::vector<double> latencyMs;
+    for (const Received& r : received) {
+        EXPECT_LT(r.cpu, cpus);
+        EXPECT_GE(r.tsc, lastByCpu[r.cpu]) << "cpu " << r.cpu << " went back in time";
+        lastByCpu[r.cpu] = r.tsc;
+        crossCpuInversions += r.tsc < previous ? 1 : 0;
+        previous = std::max(previous, r.tsc);
+        // Allow the conversion's error: well under a millisecond's worth of ticks.
+        EXPECT_GT(r.tsc + 3000000, tscStart);
+        EXPECT_LT(r.tsc, tscEnd + 3000000);
+        if (r.key == "cstate") {
+            EXPECT_TRUE(r.value == kIdleExit || r.value < 32) << r.value;
+        } else if (r.key == "freq") {
+            EXPECT_GT(r.value, 0u);
+        } else {
+            EXPECT_EQ(0u, r.key.rfind("wakeup:", 0)) << r.key;
+        }
+        latencyMs.push_back(static_cast<double>(r.arrivalTsc - r.tsc) / tscPerNs / 1e6);
+    }
+    std::sort(latencyMs.begin(), latencyMs.end());
+    const double nsPerEvent = static_cast<double>(handling.count()) / static_cast<double>(received.size());
+    std::cout << "[ measure  ] " << received.size() << " events in " << seconds << " s; handling "
+              << nsPerEvent << " ns/event (" << 1e9 / nsPerEvent << " events/s); stop "
+              << std::chrono::duration<double, std::milli>(stopTime).count() << " ms; latency median "
+              << latencyMs[latencyMs.size() / 2] << " ms, max " << latencyMs.back()
+              << " ms; cross-CPU inversions " << crossCpuInversions << "; dropped "
+              << data.getSamplesDropped() << std::endl;
+}
+
+}  // namespace
