@@ -21,11 +21,16 @@
 #include <gtest/gtest.h>
 #include <vantrell/VantrellCore.h>
 
+#include <fstream>
+#include <iterator>
+
 #include "LinuxPluginProtocol.h"
 #include "support/ConfigFiles.h"
 #include "support/LogCapture.h"
 #include "support/PluginLoader.h"
 #include "support/TestCollector.h"
+// The collector's reader of growing trace files, built into this test to reach its edges.
+#include "../linux-trace/TraceTail.cpp"
 
 namespace {
 
@@ -217,6 +222,105 @@ TEST_F(LinuxTrace, TraceFileParsesTogetherWithTheLinuxFile) {
     }
     EXPECT_EQ(std::set<std::string>{"trace"}, traceGroup);
     EXPECT_LT(1u, names.size());  // the Linux file's features are there as well
+}
+
+// A trace file of the library's own making: 3 blocks of 4 user events whose values are 0 to 11.
+std::vector<char> makeTraceFile(const std::string& path) {
+    static const _GUID guid = {0x5e1f0c2a, 0x1b2c, 0x4d3e, {1, 2, 3, 4, 5, 6, 7, 8}};
+    EtwSession session(path, "", "vrtrace tail test", "tail test");
+    session.addProvider(guid, 0);
+    EXPECT_TRUE(session.begin());
+    EtwProvider provider(&guid);
+    const _EVENT_DESCRIPTOR descriptor{9, 0, 0, 4, 0, 0, 0};
+    for (uint64_t value = 0; value < 12; ++value) {
+        EXPECT_TRUE(provider.WriteIntEvent(&descriptor, value));
+        if (value % 4 == 3) {
+            EXPECT_TRUE(session.flush());
+        }
+    }
+    EXPECT_TRUE(session.end());
+    std::ifstream in(path, std::ios::binary);
+    return std::vector<char>(std::istreambuf_iterator<char>(in), {});
+}
+
+void writeFile(const std::string& path, const char* data, size_t size, bool append) {
+    std::ofstream out(path, std::ios::binary | (append ? std::ios::app : std::ios::trunc));
+    out.write(data, static_cast<std::streamsize>(size));
+}
+
+TEST(TraceTailReader, ReadsAGrowingFileWholeBlocksOnlyAndStopsAtDamage) {
+    vrtest::ScopedLogCapture logs{1};
+    vrtest::ConfigFiles scratch({""});
+    const std::string path = scratch.directory() + "/t.etl";
+    const std::vector<char> file = makeTraceFile(path);
+    ASSERT_GT(file.size(), 64u);
+    std::vector<uint64_t> values;
+    auto collect = [&values](const TraceTail::Event& e) {
+        uint64_t v = 0;
+        ASSERT_EQ(8, e.size);
+        std::memcpy(&v, e.data, 8);
+        EXPECT_EQ(9, e.id);
+        values.push_back(v);
+    };
+    // Every prefix, then the rest as a writer would add it: all 12 events once each, in order.
+    std::set<size_t> cuts = {file.size()};
+    for (size_t cut = 0; cut < file.size(); cut += 11) {
+        cuts.insert(cut);
+    }
+    for (size_t block = 64; block < file.size(); block += 16 + 4 * 68) {  // each block's edges
+        cuts.insert({block - 1, block, block + 1, block + 15, block + 16, block + 17});
+    }
+    for (size_t cut : cuts) {
+        SCOPED_TRACE(cut);
+        values.clear();
+        writeFile(path, file.data(), cut, false);
+        TraceTail tail;
+        std::string error;
+        ASSERT_TRUE(tail.open(path, error)) << error;
+        ASSERT_EQ(TraceTail::Status::Ok, tail.readNew(collect));
+        EXPECT_EQ(0u, values.size() % 4);  // whole blocks only
+        writeFile(path, file.data() + cut, file.size() - cut, true);
+        ASSERT_EQ(TraceTail::Status::Ok, tail.readNew(collect));
+        ASSERT_EQ(12u, values.size());
+        for (uint64_t i = 0; i < 12; ++i) {
+            EXPECT_EQ(i, values[i]);
+        }
+        EXPECT_EQ(3u, tail.blocksRead());
+    }
+    // A damaged byte of the second block: the first block's events, then a fault that stays.
+    const size_t blockTwo = 64 + 16 + 4 * 68;
+    struct Damage {
+        size_t offset;
+        uint8_t value;
+        TraceTail::Status status;
+        size_t eventsBefore;
+    } damages[] = {{0, 'X', TraceTail::Status::Corrupt, 0},                // file magic
+                   {8, 2, TraceTail::Status::Corrupt, 0},                  // version under a stale CRC
+                   {blockTwo, 0, TraceTail::Status::Corrupt, 4},           // block magic
+                   {blockTwo + 30, 0xff, TraceTail::Status::Corrupt, 4}};  // payload under its CRC
+    for (const Damage& d : damages) {
+        SCOPED_TRACE(d.offset);
+        std::vector<char> bad = file;
+        bad[d.offset] = static_cast<char>(d.value);
+        writeFile(path, bad.data(), bad.size(), false);
+        values.clear();
+        TraceTail tail;
+        std::string error;
+        ASSERT_TRUE(tail.open(path, error));
+        EXPECT_EQ(d.status, tail.readNew(collect));
+        EXPECT_EQ(d.eventsBefore, values.size());
+        EXPECT_EQ(d.status, tail.readNew(collect));
+    }
+    // A later version with a good header CRC is refused as unsupported.
+    std::vector<char> later = file;
+    later[8] = 2;
+    const uint32_t crc = crc32(reinterpret_cast<const uint8_t*>(later.data()), 60);
+    std::memcpy(later.data() + 60, &crc, 4);
+    writeFile(path, later.data(), later.size(), false);
+    TraceTail tail;
+    std::string error;
+    ASSERT_TRUE(tail.open(path, error));
+    EXPECT_EQ(TraceTail::Status::Unsupported, tail.readNew(collect));
 }
 
 // Two threads that hand a token back and forth with sleeps between, so that CPUs go idle and the

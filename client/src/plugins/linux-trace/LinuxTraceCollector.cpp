@@ -31,6 +31,11 @@ std::vector<std::string> splitList(const std::string& text) {
     return items;
 }
 
+// Nanoseconds since 1970, as the collection record keeps its times.
+uint64_t nowTimeval() {
+    return (pp::readPreciseFileTime() - 116444736000000000ULL) * 100;
+}
+
 bool isKtraceMessage(const pwr::InputMsg* message) {
     return message != nullptr && message->getOperationCount() > 0 &&
            message->getOperations().front()->getOperation() == kType;
@@ -43,6 +48,12 @@ class LinuxTraceCollector::Session : public EtwSession {
   public:
     Session(const std::string& file, const std::string& name)
         : EtwSession(file, "", name, "Linux kernel trace") {}
+    // Where end() gave up (it leaves a session that can't be flushed running), stops it anyway: its
+    // file is about to be removed.
+    void forceStop() {
+        pp::traceFacility().controlTrace(sessionHandle, sessionName.c_str(), properties,
+                                         EVENT_TRACE_CONTROL_STOP);
+    }
 };
 
 // ---- The operation and its requirement --------------------------------------------------------------
@@ -184,6 +195,8 @@ int LinuxTraceCollector::startCollection(std::vector<pwr::InputMsg*> const& mess
     lastTscByCpu.clear();
     lastEmitted = produced = dropped = undecoded = late = 0;
     startTsc = pp::readTimeStampCounter();
+    startTimeval = nowTimeval();
+    stopTsc = stopTimeval = 0;
     if (!selectTracepoints_i(messages)) {
         return 0;
     }
@@ -287,6 +300,9 @@ int LinuxTraceCollector::stopCollection() {
         return 0;
     }
     const bool stopped = session->end();
+    if (!stopped) {
+        session->forceStop();
+    }
     session.reset();
     int result = read_i();
     emitUpTo_i(UINT64_MAX);
@@ -296,6 +312,7 @@ int LinuxTraceCollector::stopCollection() {
     }
     dropped += undecoded;
     stopTsc = pp::readTimeStampCounter();
+    stopTimeval = nowTimeval();
     if (late > 0) {
         VR_LOG(3, "DEBUG: %llu kernel events arrived after later ones had been handed over\n",
                static_cast<unsigned long long>(late));
@@ -317,7 +334,7 @@ void LinuxTraceCollector::removeFiles_i() {
 }
 
 bool LinuxTraceCollector::getContinuousResult(pwr::VRBuffer& buffer, CollectionData& data) {
-    data = CollectionData(startTsc, stopTsc, 0, 0, produced, dropped, kTscClockUuid, "");
+    data = CollectionData(startTsc, stopTsc, startTimeval, stopTimeval, produced, dropped, kTscClockUuid, "");
     if (ready.empty()) {
         return false;
     }

@@ -113,6 +113,8 @@ class LinuxTraceCollector : public CollectorPlugin {
     uint64_t late = 0;
     uint64_t startTsc = 0;
     uint64_t stopTsc = 0;
+    uint64_t startTimeval = 0;
+    uint64_t stopTimeval = 0;
 };
 
 }  // namespace vantrell::plugins
