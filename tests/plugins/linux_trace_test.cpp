@@ -84,8 +84,21 @@ class RefusingFacility : public pp::TraceFacility {
     void freeLibrary(void* l) override { sys.freeLibrary(l); }
 };
 
+// The module directory beside this test's own (build/tests and build/bin/plugins), where the
+// environment does not name it.
+bool pluginDirectoryKnown() {
+    if (std::getenv("VR_PLUGIN_DIR") == nullptr) {
+        std::string exe(4096, '\0');
+        const ssize_t n = readlink("/proc/self/exe", exe.data(), exe.size());
+        exe.resize(n > 0 ? static_cast<size_t>(n) : 0);
+        setenv("VR_PLUGIN_DIR", (exe.substr(0, exe.rfind('/')) + "/../bin/plugins").c_str(), 0);
+    }
+    return true;
+}
+
 class LinuxTrace : public ::testing::Test {
   protected:
+    void SetUp() override { ASSERT_NE(nullptr, collector()) << "the module did not load"; }
     void TearDown() override { pwr::VRConfigFileParser::instance()->destroy(); }
 
     // Parses `files` plus a platform LINUX (a child of ALL) to ask about, with the trace collector.
@@ -113,13 +126,13 @@ class LinuxTrace : public ::testing::Test {
     }
 
     vrtest::ScopedLogCapture logs{2};
+    bool located = pluginDirectoryKnown();
     vrtest::LoadedPlugin module{"linux-trace"};
     pwr::SystemMetadata system;
     std::unique_ptr<vrtest::ConfigFiles> scratch;
 };
 
 TEST_F(LinuxTrace, ConfigurationDeclaresTheTraceFeatureAndItsMessage) {
-    ASSERT_NE(nullptr, collector());
     ASSERT_EQ(0, parse({dataFile("vantrell-trace.cfg")}));
     std::vector<pwr::ConfigCap const*> caps;
     ASSERT_EQ(0, pwr::VRConfigFileParser::instance()->getCapabilitiesFor(caps, kPlatform));
