@@ -4,8 +4,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
+#include <cstring>
 #include <thread>
 
 namespace vantrell::plugins {
@@ -207,7 +209,7 @@ int LinuxTraceCollector::startCollection(std::vector<pwr::InputMsg*> const& mess
     const char* tmp = getenv("TMPDIR");
     std::string pattern = std::string(tmp != nullptr && *tmp != 0 ? tmp : "/tmp") + "/vantrell-trace-XXXXXX";
     if (mkdtemp(pattern.data()) == nullptr) {
-        VR_LOG(1, "ERROR: no directory for the kernel trace: %s\n", pp::getLastErrorText().c_str());
+        VR_LOG(1, "ERROR: no directory for the kernel trace: %s\n", std::strerror(errno));
         return -1;
     }
     directory = pattern;
