@@ -128,8 +128,9 @@ class LinuxCollectorTest : public ::testing::Test {
             buffer.bytes.data(), buffer.bytes.size(), [&](const vr_driver_msg* message, size_t) {
                 EXPECT_EQ(message->source.byte0, 3);
                 EXPECT_EQ(message->source.byte2, message->source.byte1 + 9);
-                EXPECT_GE(message->timestamp, lastTimestamp);
-                lastTimestamp = message->timestamp;
+                const uint64_t timestamp = message->timestamp;  // a packed field: copied, not bound
+                EXPECT_GE(timestamp, lastTimestamp);
+                lastTimestamp = timestamp;
                 std::string text = std::to_string(vantrell::plugins::messageTrigger(message)) + " " +
                                    kFeatures.at(message->source.byte1 - 1) + ":";
                 const bool temperatures = kFeatures.at(message->source.byte1 - 1) == "thermal";
