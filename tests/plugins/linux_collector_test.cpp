@@ -15,6 +15,7 @@
 #include "LinuxPluginProtocol.h"
 #include "support/LogCapture.h"
 #include "support/PluginLoader.h"
+#include "vantrell/config/CONSTANTOperation.h"
 
 namespace {
 
@@ -286,6 +287,13 @@ TEST_F(LinuxCollectorTest, ReadsAMessageAtOnceForTheHost) {
         EXPECT_EQ(found[0]->execute(results), 0) << feature;
         EXPECT_EQ(results, pairs) << feature;
     }
+    // Messages without operations, or with another collector's, aren't this collector's.
+    pwr::InputMsg empty("empty");
+    pwr::InputMsg foreign("foreign");
+    foreign.addOperation(new pwr::CONSTANTOperation("constant"));
+    EXPECT_FALSE(collector->canCollectMessage(&empty));
+    EXPECT_FALSE(collector->canCollectMessage(&foreign));
+
     fs::remove_all(root / "sys");  // nothing left to read
     std::vector<pwr::InputMsg*> found;
     parser().getMessagesFor(found, "FMS=ALL", "cstate", {"POLL"}, pwr::COLLECTION_NORMAL);
