@@ -15,6 +15,7 @@
 #include "LinuxPluginProtocol.h"
 #include "support/LogCapture.h"
 #include "support/PluginLoader.h"
+#include "vantrell/config/CONSTANTOperation.h"
 
 namespace {
 
@@ -128,8 +129,9 @@ class LinuxCollectorTest : public ::testing::Test {
             buffer.bytes.data(), buffer.bytes.size(), [&](const vr_driver_msg* message, size_t) {
                 EXPECT_EQ(message->source.byte0, 3);
                 EXPECT_EQ(message->source.byte2, message->source.byte1 + 9);
-                EXPECT_GE(message->timestamp, lastTimestamp);
-                lastTimestamp = message->timestamp;
+                const uint64_t timestamp = message->timestamp;  // a packed field: copied, not bound
+                EXPECT_GE(timestamp, lastTimestamp);
+                lastTimestamp = timestamp;
                 std::string text = std::to_string(vantrell::plugins::messageTrigger(message)) + " " +
                                    kFeatures.at(message->source.byte1 - 1) + ":";
                 const bool temperatures = kFeatures.at(message->source.byte1 - 1) == "thermal";
@@ -285,6 +287,13 @@ TEST_F(LinuxCollectorTest, ReadsAMessageAtOnceForTheHost) {
         EXPECT_EQ(found[0]->execute(results), 0) << feature;
         EXPECT_EQ(results, pairs) << feature;
     }
+    // Messages without operations, or with another collector's, aren't this collector's.
+    pwr::InputMsg empty("empty");
+    pwr::InputMsg foreign("foreign");
+    foreign.addOperation(new pwr::CONSTANTOperation("constant"));
+    EXPECT_FALSE(collector->canCollectMessage(&empty));
+    EXPECT_FALSE(collector->canCollectMessage(&foreign));
+
     fs::remove_all(root / "sys");  // nothing left to read
     std::vector<pwr::InputMsg*> found;
     parser().getMessagesFor(found, "FMS=ALL", "cstate", {"POLL"}, pwr::COLLECTION_NORMAL);
