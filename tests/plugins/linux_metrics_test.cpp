@@ -107,11 +107,13 @@ class LinuxMetrics : public ::testing::Test {
         return bytes;
     }
 
-    // Hands each message of `bytes` to the plug-in as the host does; the codes, joined.
+    // Hands each message of `bytes` to the plug-in as the host does, resets recorded first; the codes,
+    // joined.
     std::string feed(const std::vector<char>& bytes) {
         std::string codes;
         vantrell::plugins::forEachMessage(
             bytes.data(), bytes.size(), [&](const vr_driver_msg* message, size_t) {
+                capture.environment().checkAndRecordReset(message->source, message->timestamp);
                 codes += std::to_string(MetricPluginHost::processMessage(*plugin(), machine, message));
             });
         return codes;
@@ -199,6 +201,21 @@ TEST_F(LinuxMetrics, CStateResidencyAddsUpToTheElapsedTime) {
                      "C-State Residency 3000: Thread_0/C0=300@1000 Thread_0/POLL=0@1000 Thread_0/C1=200@1000 "
                      "Thread_0/C6=500@1000 Thread_1/C0=0@1000 Thread_1/C1=100@1000 Thread_1/C6=900@1000"}));
     EXPECT_EQ(log(), "");
+}
+
+// After a reset of the source (here a return to the running state between two polls) the counters may
+// have restarted: the message is a new baseline, not an increase.
+TEST_F(LinuxMetrics, AResetMakesTheMessageANewBaseline) {
+    ASSERT_NE(plugin(), nullptr);
+    capture.environment().addSystemStateEvent(2500, 1);
+    machine.stopTSC = 4000;
+    const Lines tables = run("cstate", 1,
+                             {{1000, kBegin, {{0, "C1", 0}}},
+                              {2000, kPoll, {{0, "C1", 400}}},
+                              {3000, kPoll, {{0, "C1", 5}}},
+                              {4000, kEnd, {{0, "C1", 305}}}});
+    EXPECT_EQ(tables, (Lines{"C-State Summary: Residency (Percentage) | CPU,C0 (%),C1 (%)",
+                             kCpu0 + ",65.00,35.00", kCpu1 + ",0.00,0.00"}));
 }
 
 // /proc/stat ticks: the busy share of each interval (outside idle and iowait) is the share of its clock
