@@ -1,6 +1,13 @@
 // linux-metrics: the metric plug-in of the reference host. Seven capabilities, one per feature, whose
 // metric ids (1 to 7) the host writes into the source of every message; a message goes to the feature
 // of its metric id, which was started by initializeCollection of that feature's name.
+//
+// What writers get. While the collection runs, each writer's writeMessage(const Metric&) sees every
+// data point as the metric flushes it: for the sampled features one point per message (all CPUs of
+// that read, one timestamp), handed over when the next message of the feature arrives, the last one
+// at finalizeCollection; temperatures one point per poll cycle; trace events one point each, at once.
+// At finalizeCollection the container info message and then the summary tables follow, as the output
+// configuration shapes them.
 
 #include <array>
 #include <cstring>

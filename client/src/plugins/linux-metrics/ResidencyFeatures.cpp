@@ -72,9 +72,12 @@ class CStateFeature : public Feature {
 
     int process(uint64_t timestamp, uint8_t trigger, const std::vector<Entry>& entries) override {
         if (clockMHz <= 0.0) {
-            VR_LOG(
-                2,
-                "WARNING: linux-metrics: cstate: the clock frequency is unknown; residencies are skipped\n");
+            if (!clockWarned) {
+                clockWarned = true;
+                VR_LOG(2,
+                       "WARNING: linux-metrics: cstate: the clock frequency is unknown; residencies are "
+                       "skipped\n");
+            }
             return 1;
         }
         ++generation;
@@ -147,6 +150,7 @@ class CStateFeature : public Feature {
     }
 
     double clockMHz = 0.0;
+    bool clockWarned = false;
     uint64_t start = 0;
     CpuEntities cpus;
     std::vector<Counters> slots;

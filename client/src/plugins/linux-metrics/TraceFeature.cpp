@@ -80,11 +80,11 @@ class TraceFeature : public Feature {
     }
 
   private:
-    // Hands the metric the value `held` was in until `timestamp`; 1 when accepted.
-    int close_i(pwr::Metric& metric, const pwr::EntityHandle* entity, const Held& held, uint64_t timestamp) {
+    // Hands the metric the value `held` was in until `timestamp`.
+    void close_i(pwr::Metric& metric, const pwr::EntityHandle* entity, const Held& held, uint64_t timestamp) {
         const uint64_t duration = ticksSince(timestamp, held.since, start);
         if (!held.known || duration == 0) {
-            return 0;
+            return;
         }
         pwr::DataElement& target = held.state != nullptr ? element : frequencyElement;
         target.setEntity(entity);
@@ -93,19 +93,20 @@ class TraceFeature : public Feature {
         } else {
             target.setValue(held.mhz);
         }
-        return metric.setData(timestamp, target, duration) == 0 ? 1 : 0;
+        metric.setData(timestamp, target, duration);
     }
 
+    // An event is always taken in: the first of a CPU only starts the value it holds.
     int cstate_i(const pwr::EntityHandle* entity, Held& held, uint64_t timestamp, uint64_t value) {
-        const int used = close_i(*cstateMetric, entity, held, timestamp);
+        close_i(*cstateMetric, entity, held, timestamp);
         held = {true, timestamp, stateNamed_i(value), 0};
-        return used;
+        return 1;
     }
 
     int frequency_i(const pwr::EntityHandle* entity, Held& held, uint64_t timestamp, unsigned long long mhz) {
-        const int used = close_i(*frequencyMetric, entity, held, timestamp);
+        close_i(*frequencyMetric, entity, held, timestamp);
         held = {true, timestamp, nullptr, mhz};
-        return used;
+        return 1;
     }
 
     int wakeup_i(const pwr::EntityHandle* entity, uint64_t timestamp, std::string_view comm, uint64_t pid) {
