@@ -88,6 +88,8 @@ Host::~Host() {
     for (MetricPlugin* metric : modules.metrics()) {
         metric->terminatePlugin();
     }
+    // Process-wide and shared by metric plug-ins, so none of them frees it.
+    pwr::ThermalSampleHandler::freeInstance();
     modules.unloadAll();
     pwr::UniqueId::destroy();
     g_pluginEnvironment = nullptr;
