@@ -36,7 +36,8 @@ separate_arguments(flags UNIX_COMMAND "${flags}")
 run(c++ ${SOURCE_DIR}/tests/install/consumer/main.cpp -o ${WORK_DIR}/pc-consumer ${flags})
 expect_consumer_output(${WORK_DIR}/pc-consumer)
 
-run(${CMAKE_COMMAND} -E env --unset=LD_LIBRARY_PATH ${PREFIX}/bin/vantrell --interval 1)
-if(NOT LAST_OUTPUT MATCHES "Logical CPU Summary")
+# The installed host finds its plug-ins in bin/plugins and its configuration in share/vantrell.
+run(${CMAKE_COMMAND} -E env --unset=LD_LIBRARY_PATH --unset=VANTRELL_DATA_DIR ${PREFIX}/bin/vantrell -t 0.3 -n 50 -f cpu)
+if(NOT LAST_OUTPUT MATCHES "CPU Utilization Summary")
   message(FATAL_ERROR "unexpected output of the installed host: '${LAST_OUTPUT}'")
 endif()
