@@ -1,0 +1,398 @@
+#include "TraceWriter.h"
+
+#include <algorithm>
+#include <cctype>
+#include <utility>
+#include <vector>
+
+#include "LinuxPluginProtocol.h"
+
+namespace vantrell::plugins {
+namespace {
+
+using nlohmann::json;
+
+constexpr int kPid = 1;
+constexpr int kMaxCpuScan = 65536;
+
+bool numeric(const pwr::Data* data, double& out) {
+    if (data == nullptr) {
+        return false;
+    }
+    switch (data->getType()) {
+        case pwr::DataType::INT: {
+            long long value = 0;
+            if (data->toInt(value) != 0) {
+                return false;
+            }
+            out = static_cast<double>(value);
+            return true;
+        }
+        case pwr::DataType::UINT: {
+            unsigned long long value = 0;
+            if (data->toUInt(value) != 0) {
+                return false;
+            }
+            out = static_cast<double>(value);
+            return true;
+        }
+        case pwr::DataType::REAL:
+            return data->toReal(out) == 0;
+        default:
+            return false;
+    }
+}
+
+std::string text(const pwr::Data* data) {
+    std::string out;
+    if (data != nullptr) {
+        data->toFormattedString(out);
+    }
+    return out;
+}
+
+// "cpu3", "CPU 3", "cpu_3": entities that a plug-in made for a logical CPU outside the topology.
+int cpuFromName(const std::string& name) {
+    if (name.size() < 4) {
+        return -1;
+    }
+    std::string head = name.substr(0, 3);
+    std::transform(head.begin(), head.end(), head.begin(), [](unsigned char c) { return std::tolower(c); });
+    size_t at = 3;
+    if (head != "cpu") {
+        return -1;
+    }
+    if (name[at] == ' ' || name[at] == '_') {
+        ++at;
+    }
+    if (at >= name.size() || name.size() - at > 5 ||
+        !std::all_of(name.begin() + static_cast<long>(at), name.end(),
+                     [](unsigned char c) { return std::isdigit(c) != 0; })) {
+        return -1;
+    }
+    return std::stoi(name.substr(at));
+}
+
+std::string unitsOf(const pwr::Quantity* quantity) {
+    return quantity != nullptr ? quantity->toUnitsString() : "";
+}
+
+}  // namespace
+
+TraceWriter::TraceWriter() : WriterPlugin("vantrell-trace-writer") {
+    addCapability(new pwr::WriterPluginCapability({pwr::TABLE_CLASS_DEFAULT}, "trace",
+                                                  "Over-time data as Chrome trace-event JSON (Perfetto)",
+                                                  ".trace.json", true));
+}
+
+TraceWriter::~TraceWriter() {
+    if (file != nullptr && file != stdout) {
+        std::fclose(file);
+    }
+}
+
+void TraceWriter::notifyCommandlineParamsSet_i() {
+    const std::string output = parseParams(getCommandlineParams())["output"];
+    path = output.empty() ? "" : output + ".trace.json";
+}
+
+int TraceWriter::openOutput() {
+    if (file != nullptr) {
+        return 0;
+    }
+    file = path.empty() ? stdout : std::fopen(path.c_str(), "w");
+    if (file == nullptr) {
+        VR_LOG(1, "ERROR: trace writer can't create %s\n", path.c_str());
+        return 1;
+    }
+    std::fputs("{\"traceEvents\":[\n", file);
+    return 0;
+}
+
+bool TraceWriter::flushContinuousResults(const pwr::SystemMetadata& metadata) {
+    system = &metadata;
+    if (file == nullptr || !pending) {
+        return false;
+    }
+    std::fflush(file);
+    pending = false;
+    return true;
+}
+
+int TraceWriter::writeMessage(const pwr::SystemMessage& message) {
+    system = &message.getSystemMetadata();
+    return 0;
+}
+
+double TraceWriter::ticksToMicros_i(uint64_t ticks) const {
+    // Without a clock the ticks stand as microseconds: the shape of the data survives.
+    const double mhz = system != nullptr && system->vraClockFreqMHz > 0 ? system->vraClockFreqMHz : 1.0;
+    return static_cast<double>(ticks) / mhz;
+}
+
+double TraceWriter::micros_i(uint64_t ticks) {
+    if (origin == 0) {
+        origin = system != nullptr && system->startTSC != 0 ? system->startTSC : ticks;
+    }
+    return ticks >= origin ? ticksToMicros_i(ticks - origin) : -ticksToMicros_i(origin - ticks);
+}
+
+int TraceWriter::logicalCpu_i(const pwr::EntityHandle* entity) {
+    if (entity == nullptr) {
+        return -1;
+    }
+    if (!cpusKnown && pwr::EntityHandle::getSystemHandle() != nullptr) {
+        cpusKnown = true;
+        const int count = pwr::EntityHandle::getCPUThreadCount();
+        for (int cpu = 0, found = 0; found < count && cpu < kMaxCpuScan; ++cpu) {
+            if (const pwr::EntityHandle* thread = pwr::EntityHandle::getCPUThreadHandle(cpu)) {
+                cpus[thread] = cpu;
+                ++found;
+            }
+        }
+    }
+    const auto known = cpus.find(entity);
+    return known != cpus.end() ? known->second : cpuFromName(entity->getName());
+}
+
+int TraceWriter::track_i(const std::string& name, int cpu) {
+    const auto known = tracks.find(name);
+    if (known != tracks.end()) {
+        return known->second;
+    }
+    const int tid = cpu >= 0 && name == "CPU " + std::to_string(cpu) ? cpu + 1 : nextTid++;
+    tracks.emplace(name, tid);
+    // CPUs first, in their order; other tracks behind them in order of appearance.
+    sortIndex[tid] = cpu >= 0 && tid == cpu + 1 ? cpu : tid;
+    return tid;
+}
+
+void TraceWriter::emit_i(const json& event) {
+    if (file == nullptr && (closed || openOutput() != 0)) {
+        return;
+    }
+    std::fputs(wroteEvent ? ",\n" : "", file);
+    std::fputs(event.dump().c_str(), file);
+    wroteEvent = true;
+    pending = true;
+}
+
+int TraceWriter::writeMessage(const pwr::Metric& metric) {
+    if (closed) {
+        return 1;
+    }
+    switch (metric.getMetricType()) {
+        case pwr::Metric::SampledResidency:
+            writeResidency_i(metric);
+            break;
+        case pwr::Metric::TracedValueTransition:
+        case pwr::Metric::TracedEvent:
+            writeTraced_i(metric);
+            break;
+        default:
+            writeCounters_i(metric);
+            break;
+    }
+    return file != nullptr ? 0 : 1;
+}
+
+// One sampling point of a residency metric: per entity, the ticks of each state over one duration.
+void TraceWriter::writeResidency_i(const pwr::Metric& metric) {
+    struct Interval {
+        uint64_t duration = 0;
+        std::vector<std::pair<std::string, double>> states;
+    };
+    std::vector<std::pair<const pwr::EntityHandle*, Interval>> intervals;
+    for (const pwr::DataElement* element : metric.getData().elements) {
+        double ticks = 0;
+        if (element->getEntity() == nullptr || !numeric(element->getValue(), ticks)) {
+            continue;
+        }
+        auto at = std::find_if(intervals.begin(), intervals.end(),
+                               [&](const auto& entry) { return entry.first == element->getEntity(); });
+        if (at == intervals.end()) {
+            intervals.emplace_back(element->getEntity(), Interval{});
+            at = intervals.end() - 1;
+        }
+        at->second.duration = std::max<uint64_t>(at->second.duration, element->getDuration());
+        const pwr::DataDescriptor* state = element->getDescriptor();
+        at->second.states.emplace_back(state != nullptr ? state->getName() : metric.getName(), ticks);
+    }
+    const uint64_t end = metric.getData().timestamp;
+    if (firstResidencyMetric.empty()) {
+        firstResidencyMetric = metric.getName();
+    }
+    for (const auto& [entity, interval] : intervals) {
+        if (interval.duration == 0) {
+            continue;
+        }
+        json shares = json::object();
+        std::string dominant;
+        double most = -1;
+        double accounted = 0;
+        for (const auto& [state, ticks] : interval.states) {
+            shares[state] = ticks * 100.0 / static_cast<double>(interval.duration);
+            accounted += ticks;
+            if (ticks > most) {
+                most = ticks;
+                dominant = state;
+            }
+        }
+        // Time in no reported state (for C-states: running) shows as "other" when it outweighs them.
+        const double rest = static_cast<double>(interval.duration) - accounted;
+        if (rest > most) {
+            dominant = "other";
+            shares["other"] = rest * 100.0 / static_cast<double>(interval.duration);
+        }
+        const int cpu = logicalCpu_i(entity);
+        const double start = micros_i(end - std::min<uint64_t>(interval.duration, end));
+        if (cpu < 0) {
+            emit_i({{"name", metric.getName() + " " + entity->getName() + " (%)"},
+                    {"ph", "C"},
+                    {"pid", kPid},
+                    {"ts", start},
+                    {"args", shares}});
+            continue;
+        }
+        std::string track = "CPU " + std::to_string(cpu);
+        if (metric.getName() != firstResidencyMetric) {
+            track += " " + metric.getName();
+        }
+        emit_i({{"name", dominant},
+                {"cat", metric.getFeatureSwitchTag()},
+                {"ph", "X"},
+                {"pid", kPid},
+                {"tid", track_i(track, cpu)},
+                {"ts", start},
+                {"dur", ticksToMicros_i(interval.duration)},
+                {"args", shares}});
+    }
+}
+
+// Traced metrics push one element at a time: a transition covers the time since the previous one.
+void TraceWriter::writeTraced_i(const pwr::Metric& metric) {
+    const uint64_t end = metric.getData().timestamp;
+    for (const pwr::DataElement* element : metric.getData().elements) {
+        const pwr::EntityHandle* entity = element->getEntity();
+        if (entity == nullptr) {
+            continue;
+        }
+        const int cpu = logicalCpu_i(entity);
+        const std::string owner = cpu >= 0 ? "CPU " + std::to_string(cpu) : entity->getName();
+        const int tid = track_i(owner + " " + metric.getName(), cpu);
+        const pwr::DataDescriptor* descriptor = element->getDescriptor();
+        std::string name = text(element->getValue());
+        if (descriptor != nullptr) {
+            name = descriptor->getName() + (name.empty() ? "" : " " + name);
+        }
+        if (metric.getMetricType() == pwr::Metric::TracedEvent) {
+            emit_i({{"name", name.empty() ? metric.getName() : name},
+                    {"cat", metric.getFeatureSwitchTag()},
+                    {"ph", "i"},
+                    {"s", "t"},
+                    {"pid", kPid},
+                    {"tid", tid},
+                    {"ts", micros_i(end)}});
+            continue;
+        }
+        const uint64_t duration = std::min<uint64_t>(element->getDuration(), end);
+        emit_i({{"name", name.empty() ? metric.getName() : name},
+                {"cat", metric.getFeatureSwitchTag()},
+                {"ph", "X"},
+                {"pid", kPid},
+                {"tid", tid},
+                {"ts", micros_i(end - duration)},
+                {"dur", ticksToMicros_i(duration)}});
+    }
+}
+
+// Sampled values stand at their sampling point; a delta stands for the interval it covers, as a rate.
+void TraceWriter::writeCounters_i(const pwr::Metric& metric) {
+    const bool delta = metric.getMetricType() == pwr::Metric::SampledDelta;
+    std::string units = unitsOf(metric.getQuantity());
+    double factor = 1.0;
+    if (delta) {
+        const pwr::Quantity* rate = nullptr;
+        if (metric.getQuantity() != nullptr && metric.getQuantity()->getRateConversion(rate, factor) == 0 &&
+            rate != nullptr) {
+            units = rate->toUnitsString();
+        } else {
+            units = units.empty() ? "per s" : units + "/s";
+            factor = 1.0;
+        }
+    }
+    const uint64_t end = metric.getData().timestamp;
+    for (const pwr::DataElement* element : metric.getData().elements) {
+        double value = 0;
+        const pwr::EntityHandle* entity = element->getEntity();
+        if (entity == nullptr || !numeric(element->getValue(), value)) {
+            continue;
+        }
+        uint64_t at = end;
+        if (delta) {
+            const uint64_t duration = std::min<uint64_t>(element->getDuration(), end);
+            if (duration == 0) {
+                continue;
+            }
+            value = value * factor * 1e6 / ticksToMicros_i(duration);
+            at = end - duration;
+        }
+        const int cpu = logicalCpu_i(entity);
+        std::string name =
+            cpu >= 0 ? "CPU " + std::to_string(cpu) + " " + metric.getName() : metric.getName();
+        if (cpu < 0 && entity != pwr::EntityHandle::getSystemHandle()) {
+            name += " " + entity->getName();
+        }
+        if (element->getDescriptor() != nullptr) {
+            name += " " + element->getDescriptor()->getName();
+        }
+        if (!units.empty()) {
+            name += " (" + units + ")";
+        }
+        json event = {{"name", name},       {"cat", metric.getFeatureSwitchTag()}, {"ph", "C"}, {"pid", kPid},
+                      {"ts", micros_i(at)}, {"args", {{"value", value}}}};
+        if (cpu >= 0) {
+            event["tid"] = track_i("CPU " + std::to_string(cpu), cpu);
+        }
+        emit_i(event);
+    }
+}
+
+int TraceWriter::closeOutput() {
+    if (closed) {
+        return 0;
+    }
+    // Every logical CPU gets its track, also one that nothing was recorded on.
+    logicalCpu_i(pwr::EntityHandle::getSystemHandle());
+    for (const auto& [entity, cpu] : cpus) {
+        track_i("CPU " + std::to_string(cpu), cpu);
+    }
+    emit_i({{"name", "process_name"}, {"ph", "M"}, {"pid", kPid}, {"args", {{"name", "vantrell"}}}});
+    for (const auto& [name, tid] : tracks) {
+        emit_i(
+            {{"name", "thread_name"}, {"ph", "M"}, {"pid", kPid}, {"tid", tid}, {"args", {{"name", name}}}});
+        emit_i({{"name", "thread_sort_index"},
+                {"ph", "M"},
+                {"pid", kPid},
+                {"tid", tid},
+                {"args", {{"sort_index", sortIndex[tid]}}}});
+    }
+    closed = true;
+    if (file == nullptr) {
+        return 1;
+    }
+    std::fputs("\n],\"displayTimeUnit\":\"ms\"}\n", file);
+    const bool failed = std::ferror(file) != 0;
+    const bool closeFailed = file != stdout ? std::fclose(file) != 0 : std::fflush(file) != 0;
+    file = nullptr;
+    if (failed || closeFailed) {
+        VR_LOG(1, "ERROR: trace writer couldn't write %s\n",
+               path.empty() ? "the standard output" : path.c_str());
+        return 1;
+    }
+    return 0;
+}
+
+}  // namespace vantrell::plugins
+
+VR_DECLARE_PLUGIN(vantrell::plugins::TraceWriter)
