@@ -177,6 +177,7 @@ class PromWriterTest : public ::testing::Test {
 TEST_F(PromWriterTest, SummaryTablesOfMetricsBecomeConventionalNames) {
     configure({"ALL_cstate_cpu-cstate_RESIDENCY-PERCENTAGE_TITLE=C-State Residency",
                "ALL_cstate_cpu-cstate_RESIDENCY-MILLISECOND_TITLE=C-State Residency",
+               "ALL_cstate_cpu-cstate_RESIDENCY-MILLISECOND_TRANSPOSE=YES",
                "ALL_frequency_cpu-frequency_MIN-MAX-AVG_TITLE=CPU frequency",
                "ALL_power_energy_AVERAGE-RATE-TOTAL_TITLE=Package power"});
     const std::string text = run([&](WriterStream&) {
@@ -219,6 +220,9 @@ TEST_F(PromWriterTest, SummaryTablesOfMetricsBecomeConventionalNames) {
              "vantrell_cpu_frequency_min_hertz{cpu=\"0\"} 1200000000",
              "vantrell_cpu_frequency_max_hertz{cpu=\"0\"} 2400000000",
              "vantrell_cpu_frequency_avg_hertz{cpu=\"1\"} 800000000",
+             // A distribution table, unmapped: named after its title, its CPU columns as labels.
+             "vantrell_frequency_summary_sampled_sample_distribution_ratio{frequency=\"1200.00\",cpu=\"0\"} "
+             "0.5",
              "# UNIT vantrell_package_power_watts watts",
              "vantrell_package_power_watts{entity=\"package-0\"} 4",
              "vantrell_package_power_joules{entity=\"package-0\"} 0.008",
@@ -246,7 +250,7 @@ TEST_F(PromWriterTest, LabelsAreEscapedAndUnmappedTablesStayGeneric) {
             temperatures.setFieldValue(1u, 41.5);
             stream.pushMessage(temperatures);
         }
-        pwr::TableMessage buckets("Odd table", nullptr);
+        pwr::TableMessage buckets("Odd \"table\"", nullptr);
         ASSERT_EQ(vrtest::buildTable(buckets, {},
                                      {{"Bucket", pwr::DataType::UINT, true},
                                       {"cpu0 (%)", pwr::DataType::REAL},
@@ -265,7 +269,7 @@ TEST_F(PromWriterTest, LabelsAreEscapedAndUnmappedTablesStayGeneric) {
               "# HELP vantrell_sensors_max_celsius Sensors: Max (oC)\n"
               "vantrell_sensors_max_celsius{sensor=\"pkg \\\"a\\\"\\\\b\\n\"} 41.5\n"
               "# TYPE vantrell_odd_table gauge\n"
-              "# HELP vantrell_odd_table Odd table\n"
+              "# HELP vantrell_odd_table Odd 'table'\n"
               "vantrell_odd_table{bucket=\"7\",note=\"warm\",column=\"cpu0 (%)\"} 12.5\n"
               "# EOF\n");
 }

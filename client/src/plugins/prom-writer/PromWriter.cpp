@@ -131,7 +131,19 @@ int PromWriter::logicalCpu_i(const pwr::EntityHandle* entity) {
         }
     }
     const auto known = cpus.find(entity);
-    return known != cpus.end() ? known->second : cpuFromName(entity->getName());
+    return known != cpus.end() ? known->second : entity != nullptr ? cpuFromName(entity->getName()) : -1;
+}
+
+int PromWriter::cpuNamed_i(const std::string& name) {
+    if (cpuNames.empty()) {
+        logicalCpu_i(pwr::EntityHandle::getSystemHandle());
+        for (const auto& [entity, cpu] : cpus) {
+            cpuNames[entity->getQualifiedName()] = cpu;
+            cpuNames[entity->getName()] = cpu;
+        }
+    }
+    const auto known = cpuNames.find(name);
+    return known != cpuNames.end() ? known->second : -1;
 }
 
 // Names that two cells of a row share get "_2", "_3" ...: every label of a sample is kept.
@@ -236,18 +248,36 @@ void PromWriter::addRow_i(const pwr::TableMessage& table, const Row& row) {
         return;  // a sum of the other rows, which Prometheus forms itself
     }
     const std::string topic = topicOf(table.getTitle());
+    const bool stateColumns = table.getTitle().find(" Summary: Residency") != std::string::npos;
     const std::string topicSlug = om::slug(topic).empty() ? "table" : om::slug(topic);
     for (const auto& [column, number] : row.values) {
         std::string base;
         std::string units;
         om::splitUnits(column, base, units);
-        const auto statistic = kStatistics.find(om::slug(base));
+        auto statistic = kStatistics.find(om::slug(base));
+        Labels labels = row.labels;
+        // A transposed residency table has a column per state: the state becomes a label, and the
+        // series are those of the plain table.
+        if (statistic == kStatistics.end() && stateColumns && !units.empty()) {
+            addLabel_i(labels, "state", base);
+            statistic = kStatistics.find("residency");
+        }
         if (statistic == kStatistics.end()) {
-            Labels labels = row.labels;
-            addLabel_i(labels, "column", column);
             const std::string titleSlug = om::slug(table.getTitle());
-            addSample_i("vantrell_" + (titleSlug.empty() ? "table" : titleSlug), "", table.getTitle(), labels,
-                        number);
+            std::string name = "vantrell_" + (titleSlug.empty() ? "table" : titleSlug);
+            // Distribution tables have a column per entity: a logical CPU there is a cpu label, and
+            // the column's unit goes into the name as for any statistic.
+            const int cpu = cpuNamed_i(base);
+            std::string unit;
+            double scale = 1.0;
+            if (cpu < 0 || (!units.empty() && !om::baseUnit(units, unit, scale))) {
+                addLabel_i(labels, "column", column);
+                addSample_i(name, "", table.getTitle(), labels, number);
+                continue;
+            }
+            addLabel_i(labels, "cpu", std::to_string(cpu));
+            name += unit.empty() ? "" : "_" + unit;
+            addSample_i(name, unit, table.getTitle(), labels, number * scale);
             continue;
         }
         std::string unit;
@@ -257,10 +287,16 @@ void PromWriter::addRow_i(const pwr::TableMessage& table, const Row& row) {
             // Units outside the known ones still part the names, so that two columns never collide.
             suffix = om::baseUnit(units, unit, scale) ? unit : om::slug(units);
         }
+        // Residency is the subject of its table; the word stays in the name unless the title has it.
+        std::string word = statistic->second;
+        if (statistic->first == "residency" &&
+            ("_" + topicSlug + "_").find("_residency_") == std::string::npos) {
+            word = "residency";
+        }
         std::string name = "vantrell_" + topicSlug;
-        name += statistic->second.empty() ? "" : "_" + statistic->second;
+        name += word.empty() ? "" : "_" + word;
         name += suffix.empty() ? "" : "_" + suffix;
-        addSample_i(name, unit, topic + ": " + column, row.labels, number * scale);
+        addSample_i(name, unit, topic + ": " + column, labels, number * scale);
     }
 }
 
@@ -286,7 +322,11 @@ std::string PromWriter::render_i() const {
         if (!family.unit.empty()) {
             text += "# UNIT " + family.name + " " + family.unit + "\n";
         }
-        text += "# HELP " + family.name + " " + om::escape(family.help) + "\n";
+        // node_exporter reads the file with the classic text parser, which refuses \" in HELP, while
+        // OpenMetrics wants it escaped: a quote in a title becomes an apostrophe, valid in both.
+        std::string help = family.help;
+        std::replace(help.begin(), help.end(), '"', '\'');
+        text += "# HELP " + family.name + " " + om::escape(help) + "\n";
         for (const auto& [labels, value] : family.samples) {
             text += family.name;
             for (size_t i = 0; i < labels.size(); ++i) {

@@ -74,6 +74,8 @@ class PromWriter : public WriterPlugin {
     // The label of an entity: cpu="<n>" for a logical CPU, else <name>="<entity name>".
     void entityLabel_i(Labels& labels, const pwr::EntityHandle* entity, const std::string& name);
     int logicalCpu_i(const pwr::EntityHandle* entity);
+    // The logical CPU whose entity has `name` as its name or qualified name, or -1.
+    int cpuNamed_i(const std::string& name);
     std::string render_i() const;
 
     std::string path;
@@ -84,6 +86,7 @@ class PromWriter : public WriterPlugin {
     std::map<std::string, size_t> familyIndex;
     std::map<const pwr::EntityHandle*, int> cpus;
     bool cpusKnown = false;
+    std::map<std::string, int> cpuNames;
 };
 
 }  // namespace vantrell::plugins

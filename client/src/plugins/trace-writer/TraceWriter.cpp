@@ -109,8 +109,7 @@ int TraceWriter::openOutput() {
     return 0;
 }
 
-bool TraceWriter::flushContinuousResults(const pwr::SystemMetadata& metadata) {
-    system = &metadata;
+bool TraceWriter::flushContinuousResults(const pwr::SystemMetadata&) {
     if (file == nullptr || !pending) {
         return false;
     }
