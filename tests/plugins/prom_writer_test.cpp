@@ -238,7 +238,7 @@ TEST_F(PromWriterTest, SummaryTablesOfMetricsBecomeConventionalNames) {
 TEST_F(PromWriterTest, LabelsAreEscapedAndUnmappedTablesStayGeneric) {
     configure({});
     const std::string text = run([&](WriterStream& stream) {
-        const pwr::EntityHandle* odd = pwr::EntityHandle::create("pkg \"a\"\\b\n", nullptr);
+        const pwr::EntityHandle* odd = pwr::EntityHandle::create("pkg \"a\"\\b\n\xff", nullptr);
         const pwr::EntityHandle* total = pwr::EntityHandle::create("Total", nullptr);
         pwr::TableMessage temperatures("Sensors Summary - Sampled: Min/Max", nullptr);
         ASSERT_EQ(vrtest::buildTable(temperatures, {},
@@ -267,7 +267,7 @@ TEST_F(PromWriterTest, LabelsAreEscapedAndUnmappedTablesStayGeneric) {
               "# TYPE vantrell_sensors_max_celsius gauge\n"
               "# UNIT vantrell_sensors_max_celsius celsius\n"
               "# HELP vantrell_sensors_max_celsius Sensors: Max (oC)\n"
-              "vantrell_sensors_max_celsius{sensor=\"pkg \\\"a\\\"\\\\b\\n\"} 41.5\n"
+              "vantrell_sensors_max_celsius{sensor=\"pkg \\\"a\\\"\\\\b\\n\xEF\xBF\xBD\"} 41.5\n"
               "# TYPE vantrell_odd_table gauge\n"
               "# HELP vantrell_odd_table Odd 'table'\n"
               "vantrell_odd_table{bucket=\"7\",note=\"warm\",column=\"cpu0 (%)\"} 12.5\n"

@@ -203,7 +203,14 @@ TEST_F(TraceWriterTest, CollectionCutShortStillGivesWholeJson) {
         const pwr::DataDescriptor* c1 = state("C1");
         feed(cstate, 1500, cpu(0), 100ULL, c1);
         feed(cstate, 2000, cpu(0), 400ULL, c1);  // flushes the first point; the second never is
+        pwr::Metric thermal("Temperature", pwr::Metric::SampledValue, "temperature", "thermal", machine,
+                            nullptr);
+        feed(thermal, 1500, pwr::EntityHandle::create("sensor\xff", nullptr), 40.0);
+        feed(thermal, 2500, pwr::EntityHandle::create("sensor\xff", nullptr), 41.0);  // flushes the first
     });
+    EXPECT_EQ(counter(trace, "Temperature sensor\xEF\xBF\xBD"),
+              (std::vector<std::pair<double, double>>{{500, 40}}))
+        << "a name that isn't UTF-8 keeps the file valid";
     const auto named = threads(trace);
     ASSERT_EQ(named.count("CPU 0"), 1u);
     EXPECT_EQ(named.count("CPU 1"), 1u);  // every logical CPU has its track

@@ -81,7 +81,36 @@ bool baseUnit(const std::string& units, std::string& suffix, double& scale) {
     return false;
 }
 
-std::string escape(const std::string& text) {
+std::string validUtf8(const std::string& text) {
+    std::string out;
+    out.reserve(text.size());
+    for (size_t i = 0; i < text.size();) {
+        const auto lead = static_cast<unsigned char>(text[i]);
+        const size_t length = lead < 0x80           ? 1
+                              : (lead >> 5) == 0x6  ? 2
+                              : (lead >> 4) == 0xE  ? 3
+                              : (lead >> 3) == 0x1E ? 4
+                                                    : 0;
+        bool whole = length != 0 && i + length <= text.size() && !(length == 2 && lead < 0xC2);
+        for (size_t k = 1; whole && k < length; ++k) {
+            whole = (static_cast<unsigned char>(text[i + k]) & 0xC0) == 0x80;
+        }
+        if (whole && length == 3) {  // no overlong forms, no surrogates
+            const auto second = static_cast<unsigned char>(text[i + 1]);
+            whole = !(lead == 0xE0 && second < 0xA0) && !(lead == 0xED && second >= 0xA0);
+        }
+        if (whole && length == 4) {
+            const auto second = static_cast<unsigned char>(text[i + 1]);
+            whole = lead <= 0xF4 && !(lead == 0xF0 && second < 0x90) && !(lead == 0xF4 && second >= 0x90);
+        }
+        out += whole ? text.substr(i, length) : "\xEF\xBF\xBD";
+        i += whole ? length : 1;
+    }
+    return out;
+}
+
+std::string escape(const std::string& raw) {
+    const std::string text = validUtf8(raw);
     std::string out;
     out.reserve(text.size());
     for (const char c : text) {

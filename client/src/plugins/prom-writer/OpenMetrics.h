@@ -23,7 +23,12 @@ void splitUnits(const std::string& title, std::string& base, std::string& units)
 // doesn't know (the value then stays as it is and the name gets no unit).
 bool baseUnit(const std::string& units, std::string& suffix, double& scale);
 
-// Escapes backslash, double quote and line feed, as label values and HELP texts require.
+// `text` with each byte that doesn't begin a well-formed UTF-8 sequence replaced by U+FFFD: the format
+// is UTF-8, and names that come from the machine need not be.
+std::string validUtf8(const std::string& text);
+
+// Escapes backslash, double quote and line feed, as label values and HELP texts require, after
+// validUtf8.
 std::string escape(const std::string& text);
 
 // `value` with 15 significant digits; "NaN", "+Inf", "-Inf" for the special values.

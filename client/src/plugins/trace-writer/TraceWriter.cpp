@@ -167,11 +167,13 @@ int TraceWriter::track_i(const std::string& name, int cpu) {
 }
 
 void TraceWriter::emit_i(const json& event) {
-    if (file == nullptr && (closed || openOutput() != 0)) {
+    // Opened here only when the host didn't, and tried once: a failure is reported by closeOutput.
+    if (file == nullptr && (closed || openTried || (openTried = true, openOutput() != 0))) {
         return;
     }
     std::fputs(wroteEvent ? ",\n" : "", file);
-    std::fputs(event.dump().c_str(), file);
+    // Names come from the machine (sensors, task names) and need not be UTF-8: such bytes become U+FFFD.
+    std::fputs(event.dump(-1, ' ', false, json::error_handler_t::replace).c_str(), file);
     wroteEvent = true;
     pending = true;
 }

@@ -67,6 +67,7 @@ class TraceWriter : public WriterPlugin {
     std::string path;
     std::FILE* file = nullptr;
     bool closed = false;
+    bool openTried = false;
     bool wroteEvent = false;
     bool pending = false;
     const pwr::SystemMetadata* system = nullptr;
