@@ -205,8 +205,9 @@ TEST_F(TraceWriterTest, CollectionCutShortStillGivesWholeJson) {
         feed(cstate, 2000, cpu(0), 400ULL, c1);  // flushes the first point; the second never is
         pwr::Metric thermal("Temperature", pwr::Metric::SampledValue, "temperature", "thermal", machine,
                             nullptr);
-        feed(thermal, 1500, pwr::EntityHandle::create("sensor\xff", nullptr), 40.0);
-        feed(thermal, 2500, pwr::EntityHandle::create("sensor\xff", nullptr), 41.0);  // flushes the first
+        const pwr::EntityHandle* sensor = pwr::EntityHandle::create("sensor\xff", nullptr);
+        feed(thermal, 1500, sensor, 40.0);
+        feed(thermal, 2500, sensor, 41.0);  // flushes the first
     });
     EXPECT_EQ(counter(trace, "Temperature sensor\xEF\xBF\xBD"),
               (std::vector<std::pair<double, double>>{{500, 40}}))
