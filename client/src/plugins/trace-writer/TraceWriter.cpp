@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cctype>
+#include <charconv>
+#include <cmath>
 #include <utility>
 #include <vector>
 
@@ -14,6 +16,7 @@ using nlohmann::json;
 
 constexpr int kPid = 1;
 constexpr int kMaxCpuScan = 65536;
+constexpr size_t kQuotedCacheSize = 4096;
 
 bool numeric(const pwr::Data* data, double& out) {
     if (data == nullptr) {
@@ -71,6 +74,13 @@ int cpuFromName(const std::string& name) {
         return -1;
     }
     return std::stoi(name.substr(at));
+}
+
+// The shortest text that reads back as the same number.
+void appendNumber(std::string& out, double value) {
+    char buffer[32];
+    const auto result = std::to_chars(buffer, buffer + sizeof(buffer), value);
+    out.append(buffer, result.ptr);
 }
 
 std::string unitsOf(const pwr::Quantity* quantity) {
@@ -166,16 +176,69 @@ int TraceWriter::track_i(const std::string& name, int cpu) {
     return tid;
 }
 
-void TraceWriter::emit_i(const json& event) {
+void TraceWriter::write_i(const std::string& event) {
     // Opened here only when the host didn't, and tried once: a failure is reported by closeOutput.
     if (file == nullptr && (closed || openTried || (openTried = true, openOutput() != 0))) {
         return;
     }
     std::fputs(wroteEvent ? ",\n" : "", file);
-    // Names come from the machine (sensors, task names) and need not be UTF-8: such bytes become U+FFFD.
-    std::fputs(event.dump(-1, ' ', false, json::error_handler_t::replace).c_str(), file);
+    std::fputs(event.c_str(), file);
     wroteEvent = true;
     pending = true;
+}
+
+void TraceWriter::emit_i(const json& event) {
+    // Names come from the machine (sensors, task names) and need not be UTF-8: such bytes become U+FFFD.
+    write_i(event.dump(-1, ' ', false, json::error_handler_t::replace));
+}
+
+const std::string& TraceWriter::quoted_i(const std::string& raw) {
+    const auto known = quoted.find(raw);
+    if (known != quoted.end()) {
+        return known->second;
+    }
+    if (quoted.size() >= kQuotedCacheSize) {
+        quoted.clear();  // task names of wake-ups are many; the names of states and tracks are few
+    }
+    return quoted.emplace(raw, json(raw).dump(-1, ' ', false, json::error_handler_t::replace)).first->second;
+}
+
+// The events of the data points, formatted by hand: building a json object for each costs several
+// times more, and a traced collection brings many thousands per second.
+void TraceWriter::emitEvent_i(const std::string& name, const std::string& cat, char ph, int tid, double ts,
+                              double dur, const Args& args) {
+    line.clear();
+    line += "{\"name\":";
+    line += quoted_i(name);
+    line += ",\"cat\":";
+    line += quoted_i(cat);
+    line += ",\"ph\":\"";
+    line += ph;
+    line += ph == 'i' ? "\",\"s\":\"t\",\"pid\":" : "\",\"pid\":";
+    appendNumber(line, kPid);
+    if (tid >= 0) {
+        line += ",\"tid\":";
+        appendNumber(line, tid);
+    }
+    line += ",\"ts\":";
+    appendNumber(line, ts);
+    if (dur >= 0) {
+        line += ",\"dur\":";
+        appendNumber(line, dur);
+    }
+    if (!args.empty()) {
+        const char* separator = ",\"args\":{";
+        for (const auto& [key, value] : args) {
+            line += separator;
+            line += quoted_i(key);
+            line += ':';
+            appendNumber(line, value);
+            separator = ",";
+        }
+        line += '}';
+    }
+    line += '}';
+    write_i(line);
 }
 
 int TraceWriter::writeMessage(const pwr::Metric& metric) {
@@ -227,12 +290,14 @@ void TraceWriter::writeResidency_i(const pwr::Metric& metric) {
         if (interval.duration == 0) {
             continue;
         }
-        json shares = json::object();
+        Args shares = interval.states;
+        for (auto& [state, share] : shares) {
+            share = share * 100.0 / static_cast<double>(interval.duration);
+        }
         std::string dominant;
         double most = -1;
         double accounted = 0;
         for (const auto& [state, ticks] : interval.states) {
-            shares[state] = ticks * 100.0 / static_cast<double>(interval.duration);
             accounted += ticks;
             if (ticks > most) {
                 most = ticks;
@@ -243,30 +308,21 @@ void TraceWriter::writeResidency_i(const pwr::Metric& metric) {
         const double rest = static_cast<double>(interval.duration) - accounted;
         if (rest > most) {
             dominant = "other";
-            shares["other"] = rest * 100.0 / static_cast<double>(interval.duration);
+            shares.emplace_back("other", rest * 100.0 / static_cast<double>(interval.duration));
         }
         const int cpu = logicalCpu_i(entity);
         const double start = micros_i(end - std::min<uint64_t>(interval.duration, end));
         if (cpu < 0) {
-            emit_i({{"name", metric.getName() + " " + entity->getName() + " (%)"},
-                    {"ph", "C"},
-                    {"pid", kPid},
-                    {"ts", start},
-                    {"args", shares}});
+            emitEvent_i(metric.getName() + " " + entity->getName() + " (%)", metric.getFeatureSwitchTag(),
+                        'C', -1, start, -1, shares);
             continue;
         }
         std::string track = "CPU " + std::to_string(cpu);
         if (metric.getName() != firstResidencyMetric) {
             track += " " + metric.getName();
         }
-        emit_i({{"name", dominant},
-                {"cat", metric.getFeatureSwitchTag()},
-                {"ph", "X"},
-                {"pid", kPid},
-                {"tid", track_i(track, cpu)},
-                {"ts", start},
-                {"dur", ticksToMicros_i(interval.duration)},
-                {"args", shares}});
+        emitEvent_i(dominant, metric.getFeatureSwitchTag(), 'X', track_i(track, cpu), start,
+                    ticksToMicros_i(interval.duration), shares);
     }
 }
 
@@ -286,24 +342,14 @@ void TraceWriter::writeTraced_i(const pwr::Metric& metric) {
         if (descriptor != nullptr) {
             name = descriptor->getName() + (name.empty() ? "" : " " + name);
         }
+        const std::string& shown = name.empty() ? metric.getName() : name;
         if (metric.getMetricType() == pwr::Metric::TracedEvent) {
-            emit_i({{"name", name.empty() ? metric.getName() : name},
-                    {"cat", metric.getFeatureSwitchTag()},
-                    {"ph", "i"},
-                    {"s", "t"},
-                    {"pid", kPid},
-                    {"tid", tid},
-                    {"ts", micros_i(end)}});
+            emitEvent_i(shown, metric.getFeatureSwitchTag(), 'i', tid, micros_i(end), -1, {});
             continue;
         }
         const uint64_t duration = std::min<uint64_t>(element->getDuration(), end);
-        emit_i({{"name", name.empty() ? metric.getName() : name},
-                {"cat", metric.getFeatureSwitchTag()},
-                {"ph", "X"},
-                {"pid", kPid},
-                {"tid", tid},
-                {"ts", micros_i(end - duration)},
-                {"dur", ticksToMicros_i(duration)}});
+        emitEvent_i(shown, metric.getFeatureSwitchTag(), 'X', tid, micros_i(end - duration),
+                    ticksToMicros_i(duration), {});
     }
 }
 
@@ -350,12 +396,11 @@ void TraceWriter::writeCounters_i(const pwr::Metric& metric) {
         if (!units.empty()) {
             name += " (" + units + ")";
         }
-        json event = {{"name", name},       {"cat", metric.getFeatureSwitchTag()}, {"ph", "C"}, {"pid", kPid},
-                      {"ts", micros_i(at)}, {"args", {{"value", value}}}};
-        if (cpu >= 0) {
-            event["tid"] = track_i("CPU " + std::to_string(cpu), cpu);
+        if (!std::isfinite(value)) {
+            continue;  // JSON has no text for it
         }
-        emit_i(event);
+        const int tid = cpu >= 0 ? track_i("CPU " + std::to_string(cpu), cpu) : -1;
+        emitEvent_i(name, metric.getFeatureSwitchTag(), 'C', tid, micros_i(at), -1, {{"value", value}});
     }
 }
 

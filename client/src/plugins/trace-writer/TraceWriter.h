@@ -22,6 +22,9 @@
 #include <cstdio>
 #include <map>
 #include <string>
+#include <unordered_map>
+#include <utility>
+#include <vector>
 
 #include <vantrell/VantrellCore.h>
 #include <nlohmann/json.hpp>
@@ -54,7 +57,14 @@ class TraceWriter : public WriterPlugin {
     void writeResidency_i(const pwr::Metric& metric);
     void writeTraced_i(const pwr::Metric& metric);
     void writeCounters_i(const pwr::Metric& metric);
+    using Args = std::vector<std::pair<std::string, double>>;
+    // One event; `tid` < 0: none (process counters); `dur` < 0: none (all but complete events).
+    void emitEvent_i(const std::string& name, const std::string& cat, char ph, int tid, double ts, double dur,
+                     const Args& args);
     void emit_i(const nlohmann::json& event);
+    void write_i(const std::string& event);
+    // `raw` as a JSON string, from a bounded cache.
+    const std::string& quoted_i(const std::string& raw);
 
     // Microseconds since the start of the collection.
     double micros_i(uint64_t ticks);
@@ -78,6 +88,8 @@ class TraceWriter : public WriterPlugin {
     std::map<int, int> sortIndex;
     int nextTid = 100000;
     std::string firstResidencyMetric;
+    std::unordered_map<std::string, std::string> quoted;
+    std::string line;
 };
 
 }  // namespace vantrell::plugins
