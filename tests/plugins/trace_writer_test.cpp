@@ -152,9 +152,13 @@ TEST_F(TraceWriterTest, CollectionBecomesCpuTracksAndCounters) {
             feed(energy, at, package, first ? 5ULL : 2ULL);  // mJ per millisecond
             feed(thermal, at, sensor, first ? 45.0 : 47.5);
         }
-        feed(transitions, 2200, cpu(1), std::string("C6"));
-        feed(transitions, 2700, cpu(1), std::string("C1"));
-        for (pwr::Metric* metric : {&cstate, &frequency, &energy, &thermal, &transitions}) {
+        // Traced values as the trace feature gives them: the state or frequency just left, held so long.
+        pwr::Metric frequencies("Frequency Transitions", pwr::Metric::TracedValueTransition,
+                                "frequency-trace", "trace", machine, pwr::Quantity::frequency());
+        feed(transitions, 2200, cpu(1), *c6);
+        feed(transitions, 2700, cpu(1), *c1);
+        feed(frequencies, 2500, cpu(1), 2400ULL);
+        for (pwr::Metric* metric : {&cstate, &frequency, &energy, &thermal, &transitions, &frequencies}) {
             metric->finalize();
         }
     });
@@ -175,14 +179,18 @@ TEST_F(TraceWriterTest, CollectionBecomesCpuTracksAndCounters) {
     EXPECT_EQ((*process)["args"]["name"], "vantrell");
 
     const auto named = threads(trace);
-    ASSERT_EQ(named.size(), 3u);
-    ASSERT_EQ(named.count("CPU 0") + named.count("CPU 1") + named.count("CPU 1 C-state transitions"), 3u);
+    ASSERT_EQ(named.size(), 4u);
+    ASSERT_EQ(named.count("CPU 0") + named.count("CPU 1") + named.count("CPU 1 C-state transitions") +
+                  named.count("CPU 1 Frequency Transitions"),
+              4u);
     // One slice per sampling interval, named after the state that held most of it; a CPU that spent
     // most of an interval in no reported state shows "other".
     EXPECT_EQ(slices(trace, named.at("CPU 0")), (std::vector<Slice>{{"C6", 0, 1000}, {"C6", 1000, 1000}}));
     EXPECT_EQ(slices(trace, named.at("CPU 1")), (std::vector<Slice>{{"C1", 0, 1000}, {"other", 1000, 1000}}));
     EXPECT_EQ(slices(trace, named.at("CPU 1 C-state transitions")),
               (std::vector<Slice>{{"C6", 0, 1200}, {"C1", 1200, 500}}));
+    EXPECT_EQ(slices(trace, named.at("CPU 1 Frequency Transitions")),
+              (std::vector<Slice>{{"2400 MHz", 0, 1500}}));
     for (const json& event : trace["traceEvents"]) {
         if (event["ph"] == "X" && event["tid"] == named.at("CPU 0") && event["ts"] == 0) {
             EXPECT_EQ(event["args"], (json{{"C1", 25.0}, {"C6", 50.0}}));

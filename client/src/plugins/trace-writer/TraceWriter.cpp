@@ -46,12 +46,22 @@ bool numeric(const pwr::Data* data, double& out) {
     }
 }
 
-std::string text(const pwr::Data* data) {
+std::string unitsOf(const pwr::Quantity* quantity) {
+    return quantity != nullptr ? quantity->toUnitsString() : "";
+}
+
+// The name of a traced value: a state or process by its name, a number with the metric's units.
+std::string text(const pwr::Data* data, const std::string& units) {
     std::string out;
-    if (data != nullptr) {
-        data->toFormattedString(out);
+    if (data == nullptr) {
+        return out;
     }
-    return out;
+    const pwr::DataHandle* handle = nullptr;
+    if (data->getType() == pwr::DataType::HANDLE && data->toHandle(handle) == 0 && handle != nullptr) {
+        return handle->getName();
+    }
+    data->toFormattedString(out);
+    return data->isNumeric() && !units.empty() && !out.empty() ? out + " " + units : out;
 }
 
 // "cpu3", "CPU 3", "cpu_3": entities that a plug-in made for a logical CPU outside the topology.
@@ -81,10 +91,6 @@ void appendNumber(std::string& out, double value) {
     char buffer[32];
     const auto result = std::to_chars(buffer, buffer + sizeof(buffer), value);
     out.append(buffer, result.ptr);
-}
-
-std::string unitsOf(const pwr::Quantity* quantity) {
-    return quantity != nullptr ? quantity->toUnitsString() : "";
 }
 
 }  // namespace
@@ -338,7 +344,7 @@ void TraceWriter::writeTraced_i(const pwr::Metric& metric) {
         const std::string owner = cpu >= 0 ? "CPU " + std::to_string(cpu) : entity->getName();
         const int tid = track_i(owner + " " + metric.getName(), cpu);
         const pwr::DataDescriptor* descriptor = element->getDescriptor();
-        std::string name = text(element->getValue());
+        std::string name = text(element->getValue(), unitsOf(metric.getQuantity()));
         if (descriptor != nullptr) {
             name = descriptor->getName() + (name.empty() ? "" : " " + name);
         }
