@@ -158,7 +158,12 @@ TEST_F(TraceWriterTest, CollectionBecomesCpuTracksAndCounters) {
         feed(transitions, 2200, cpu(1), *c6);
         feed(transitions, 2700, cpu(1), *c1);
         feed(frequencies, 2500, cpu(1), 2400ULL);
-        for (pwr::Metric* metric : {&cstate, &frequency, &energy, &thermal, &transitions, &frequencies}) {
+        // A residency of another feature gets a track beside the CPU's, which the C-states own.
+        pwr::Metric load("CPU Utilization", pwr::Metric::SampledResidency, "cpu-utilization", "cpu", machine,
+                         pwr::Quantity::time());
+        feed(load, 2000, cpu(0), 600ULL, state("busy"));
+        for (pwr::Metric* metric :
+             {&cstate, &frequency, &energy, &thermal, &transitions, &frequencies, &load}) {
             metric->finalize();
         }
     });
@@ -179,10 +184,25 @@ TEST_F(TraceWriterTest, CollectionBecomesCpuTracksAndCounters) {
     EXPECT_EQ((*process)["args"]["name"], "vantrell");
 
     const auto named = threads(trace);
-    ASSERT_EQ(named.size(), 4u);
-    ASSERT_EQ(named.count("CPU 0") + named.count("CPU 1") + named.count("CPU 1 C-state transitions") +
-                  named.count("CPU 1 Frequency Transitions"),
-              4u);
+    const std::vector<std::string> inOrder{"CPU 0", "CPU 0 CPU Utilization", "CPU 1",
+                                           "CPU 1 C-state transitions", "CPU 1 Frequency Transitions"};
+    ASSERT_EQ(named.size(), inOrder.size());
+    std::map<int, std::string> trackOf;
+    for (const auto& [track, tid] : named) {
+        trackOf[tid] = track;
+    }
+    std::map<int, std::string> bySortIndex;
+    for (const json& event : trace["traceEvents"]) {
+        if (event["name"] == "thread_sort_index") {
+            bySortIndex[event["args"]["sort_index"]] = trackOf[event["tid"]];
+        }
+    }
+    std::vector<std::string> sorted;
+    for (const auto& [index, track] : bySortIndex) {
+        sorted.push_back(track);
+    }
+    EXPECT_EQ(sorted, inOrder) << "a CPU's tracks stand together, in CPU order";
+    EXPECT_EQ(slices(trace, named.at("CPU 0 CPU Utilization")), (std::vector<Slice>{{"busy", 0, 1000}}));
     // One slice per sampling interval, named after the state that held most of it; a CPU that spent
     // most of an interval in no reported state shows "other".
     EXPECT_EQ(slices(trace, named.at("CPU 0")), (std::vector<Slice>{{"C6", 0, 1000}, {"C6", 1000, 1000}}));

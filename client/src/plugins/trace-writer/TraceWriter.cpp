@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
 #include <charconv>
 #include <cmath>
+#include <cstring>
 #include <utility>
 #include <vector>
 
@@ -17,6 +19,8 @@ using nlohmann::json;
 constexpr int kPid = 1;
 constexpr int kMaxCpuScan = 65536;
 constexpr size_t kQuotedCacheSize = 4096;
+constexpr int kSiblingSlots = 100;
+constexpr char kCStateFeature[] = "cstate";
 
 bool numeric(const pwr::Data* data, double& out) {
     if (data == nullptr) {
@@ -113,12 +117,12 @@ void TraceWriter::notifyCommandlineParamsSet_i() {
 }
 
 int TraceWriter::openOutput() {
-    if (file != nullptr) {
-        return 0;
+    if (file != nullptr || closed) {
+        return closed ? 1 : 0;  // a closed trace is whole: opening it again would truncate it
     }
     file = path.empty() ? stdout : std::fopen(path.c_str(), "w");
     if (file == nullptr) {
-        VR_LOG(1, "ERROR: trace writer can't create %s\n", path.c_str());
+        VR_LOG(1, "ERROR: trace writer can't create %s: %s\n", path.c_str(), std::strerror(errno));
         return 1;
     }
     std::fputs("{\"traceEvents\":[\n", file);
@@ -175,10 +179,12 @@ int TraceWriter::track_i(const std::string& name, int cpu) {
     if (known != tracks.end()) {
         return known->second;
     }
-    const int tid = cpu >= 0 && name == "CPU " + std::to_string(cpu) ? cpu + 1 : nextTid++;
+    const bool cpuTrack = cpu >= 0 && name == "CPU " + std::to_string(cpu);
+    const int tid = cpuTrack ? cpu + 1 : nextTid++;
     tracks.emplace(name, tid);
-    // CPUs first, in their order; other tracks behind them in order of appearance.
-    sortIndex[tid] = cpu >= 0 && tid == cpu + 1 ? cpu : tid;
+    // Each CPU's track, then the other tracks of that CPU; the tracks of other entities behind all.
+    const int sibling = cpu >= 0 && !cpuTrack ? std::min(++cpuSiblings[cpu], kSiblingSlots - 1) : 0;
+    sortIndex[tid] = cpu >= 0 ? cpu * kSiblingSlots + sibling : kMaxCpuScan * kSiblingSlots + tid;
     return tid;
 }
 
@@ -289,9 +295,6 @@ void TraceWriter::writeResidency_i(const pwr::Metric& metric) {
         at->second.states.emplace_back(state != nullptr ? state->getName() : metric.getName(), ticks);
     }
     const uint64_t end = metric.getData().timestamp;
-    if (firstResidencyMetric.empty()) {
-        firstResidencyMetric = metric.getName();
-    }
     for (const auto& [entity, interval] : intervals) {
         if (interval.duration == 0) {
             continue;
@@ -323,8 +326,9 @@ void TraceWriter::writeResidency_i(const pwr::Metric& metric) {
                         'C', -1, start, -1, shares);
             continue;
         }
+        // C-states own the CPU's track; other residencies (CPU time by state) get one beside it.
         std::string track = "CPU " + std::to_string(cpu);
-        if (metric.getName() != firstResidencyMetric) {
+        if (metric.getFeatureSwitchTag() != kCStateFeature) {
             track += " " + metric.getName();
         }
         emitEvent_i(dominant, metric.getFeatureSwitchTag(), 'X', track_i(track, cpu), start,

@@ -11,7 +11,9 @@
 // Tracks: the process "vantrell"; one thread per logical CPU ("CPU <n>") with a complete event per
 // sampling interval for C-state residency (named after the state that held most of the interval, the
 // shares in its arguments); traced transitions and events on a thread per CPU and metric; every other
-// numeric metric (frequency, power, temperature, load ...) as counters, one per CPU or entity.
+// numeric metric (frequency, power, temperature, load ...) as counters, one per CPU or entity. The
+// C-states are those of the feature "cstate"; residencies of other features get a track of their own
+// beside the CPU's.
 //
 // Events go to the file as they arrive, so memory stays flat over long collections; closeOutput adds
 // the names of the tracks and closes the JSON, so the file is whole even when a collection was cut
@@ -87,7 +89,7 @@ class TraceWriter : public WriterPlugin {
     std::map<std::string, int> tracks;
     std::map<int, int> sortIndex;
     int nextTid = 100000;
-    std::string firstResidencyMetric;
+    std::map<int, int> cpuSiblings;
     std::unordered_map<std::string, std::string> quoted;
     std::string line;
 };
