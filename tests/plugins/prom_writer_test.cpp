@@ -180,7 +180,11 @@ TEST_F(PromWriterTest, SummaryTablesOfMetricsBecomeConventionalNames) {
                "ALL_cstate_cpu-cstate_RESIDENCY-MILLISECOND_TRANSPOSE=YES",
                "ALL_frequency_cpu-frequency_MIN-MAX-AVG_TITLE=CPU frequency",
                "ALL_power_energy_AVERAGE-RATE-TOTAL_TITLE=Package power"});
-    const std::string text = run([&](WriterStream&) {
+    machine.startTimeval = 1700000000500000000ULL;
+    machine.stopTimeval = machine.startTimeval + 3000000000ULL;
+    const std::string text = run([&](WriterStream& stream) {
+        pwr::SystemMessage system(machine);
+        stream.pushMessage(system);
         pwr::Metric cstate("C-state", pwr::Metric::SampledResidency, "cpu-cstate", "cstate", machine,
                            pwr::Quantity::time());
         pwr::Metric frequency("Frequency", pwr::Metric::SampledValue, "cpu-frequency", "frequency", machine,
@@ -226,6 +230,8 @@ TEST_F(PromWriterTest, SummaryTablesOfMetricsBecomeConventionalNames) {
              "# UNIT vantrell_package_power_watts watts",
              "vantrell_package_power_watts{entity=\"package-0\"} 4",
              "vantrell_package_power_joules{entity=\"package-0\"} 0.008",
+             "vantrell_collection_start_time_seconds 1700000000.5",
+             "vantrell_collection_duration_seconds 3",
          }) {
         EXPECT_TRUE(hasLine(text, line)) << line << "\n" << text;
     }

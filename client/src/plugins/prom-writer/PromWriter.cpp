@@ -212,6 +212,25 @@ void PromWriter::readCell_i(const pwr::TableMessage& table, const pwr::EntityHan
     addLabel_i(row.labels, label.empty() ? "value" : label, text);
 }
 
+int PromWriter::writeMessage(const pwr::SystemMessage& message) {
+    system = &message.getSystemMetadata();
+    return 0;
+}
+
+// When the collection ran: what a fleet's alerts test to tell a stale file from a fresh one.
+void PromWriter::addCollection_i() {
+    if (system == nullptr || system->startTimeval == 0) {
+        return;
+    }
+    addSample_i("vantrell_collection_start_time_seconds", "seconds",
+                "Start of the collection, seconds since 1970", {},
+                static_cast<double>(system->startTimeval) / 1e9);
+    if (system->stopTimeval >= system->startTimeval) {
+        addSample_i("vantrell_collection_duration_seconds", "seconds", "Length of the collection", {},
+                    system->getCollectionDurationSec());
+    }
+}
+
 int PromWriter::writeMessage(const pwr::TableMessage& table) {
     if (closed || table.getTableMessageType() == pwr::TableMessageType::NO_DATA) {
         return 0;  // a table's first push announces it; its rows follow
@@ -343,6 +362,7 @@ int PromWriter::closeOutput() {
         return 0;
     }
     closed = true;
+    addCollection_i();
     const std::string text = render_i();
     if (path.empty()) {
         return std::fputs(text.c_str(), stdout) < 0 || std::fflush(stdout) != 0 ? 1 : 0;

@@ -15,8 +15,11 @@
 // value as the table shows it. Logical CPUs are labelled cpu="<n>". Families are gauges (the file
 // describes one collection) and are written whole, each after its TYPE, UNIT and HELP lines, with a
 // series repeated by a later table (a combined residency table repeats the percentages) kept once.
+// vantrell_collection_start_time_seconds and vantrell_collection_duration_seconds say when the
+// collection ran.
 //
-// One thread at a time, as the stream calls it.
+// The times of the collection come from the SystemMessage's SystemMetadata, which is borrowed: it
+// must live until closeOutput, as the host's does. One thread at a time, as the stream calls it.
 
 #include <cstdio>
 #include <map>
@@ -63,7 +66,9 @@ class PromWriter : public WriterPlugin {
         bool total = false;
     };
 
+    int writeMessage(const pwr::SystemMessage& message) override;
     int writeMessage(const pwr::TableMessage& table) override;
+    void addCollection_i();
 
     void readCell_i(const pwr::TableMessage& table, const pwr::EntityHandle* entity,
                     const pwr::DataHandle* field, bool shared, bool residency, Row& row);
@@ -82,6 +87,7 @@ class PromWriter : public WriterPlugin {
     std::string temporaryPath;
     std::FILE* file = nullptr;
     bool closed = false;
+    const pwr::SystemMetadata* system = nullptr;
     std::vector<Family> families;
     std::map<std::string, size_t> familyIndex;
     std::map<const pwr::EntityHandle*, int> cpus;
