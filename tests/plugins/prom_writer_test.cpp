@@ -209,7 +209,14 @@ TEST_F(PromWriterTest, SummaryTablesOfMetricsBecomeConventionalNames) {
         }
         feed(energy, 2000, package, 5ULL);
         feed(energy, 3000, package, 3ULL);
-        for (pwr::Metric* metric : {&cstate, &frequency, &energy}) {
+        // A count whose rate is per second, as interrupts are.
+        const pwr::Quantity* perSecond =
+            pwr::Quantity::create(static_cast<pwr::QuantityType>(64), "Rate", "/s", nullptr, 1.0);
+        pwr::Metric interrupts(
+            "Interrupts", pwr::Metric::SampledDelta, "interrupt-counts", "interrupts", machine,
+            pwr::Quantity::create(static_cast<pwr::QuantityType>(65), "Count", "count", perSecond, 1.0));
+        feed(interrupts, 3000, pwr::EntityHandle::getCPUThreadHandle(1), 40ULL, c1);
+        for (pwr::Metric* metric : {&cstate, &frequency, &energy, &interrupts}) {
             metric->finalize();
         }
     });
@@ -220,6 +227,7 @@ TEST_F(PromWriterTest, SummaryTablesOfMetricsBecomeConventionalNames) {
              "vantrell_cstate_residency_ratio{cpu=\"1\",state=\"C1\"} 0.9",
              "vantrell_cstate_residency_ratio{cpu=\"0\",state=\"C6\"} 0.5",
              "vantrell_cstate_residency_seconds{cpu=\"0\",state=\"C6\"} 0.0005",
+             "# HELP vantrell_cstate_residency_seconds C-State Residency: Residency (msec)",
              "vantrell_cstate_samples{cpu=\"1\"} 1",  // titled by the metric: no TITLE for it
              "vantrell_cpu_frequency_min_hertz{cpu=\"0\"} 1200000000",
              "vantrell_cpu_frequency_max_hertz{cpu=\"0\"} 2400000000",
@@ -230,6 +238,8 @@ TEST_F(PromWriterTest, SummaryTablesOfMetricsBecomeConventionalNames) {
              "# UNIT vantrell_package_power_watts watts",
              "vantrell_package_power_watts{entity=\"package-0\"} 4",
              "vantrell_package_power_joules{entity=\"package-0\"} 0.008",
+             "vantrell_interrupts_per_second{cpu=\"1\",descriptor=\"C1\"} 20000",  // 40 in 2 ms
+             "vantrell_interrupts{cpu=\"1\",descriptor=\"C1\"} 40",
              "vantrell_collection_start_time_seconds 1700000000.5",
              "vantrell_collection_duration_seconds 3",
          }) {

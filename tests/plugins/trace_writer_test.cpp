@@ -174,6 +174,7 @@ TEST_F(TraceWriterTest, CollectionBecomesCpuTracksAndCounters) {
         if (event["ph"] == "M") {
             continue;
         }
+        EXPECT_TRUE(!event.contains("tid") || event["tid"].is_number_integer()) << event.dump();
         const std::string track = event["ph"] == "C" ? event["name"].get<std::string>() : event["tid"].dump();
         EXPECT_GE(event["ts"].get<double>(), last[track]) << event.dump();
         last[track] = event["ts"].get<double>();

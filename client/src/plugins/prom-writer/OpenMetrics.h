@@ -19,8 +19,8 @@ std::string slug(const std::string& text);
 void splitUnits(const std::string& title, std::string& base, std::string& units);
 
 // The base unit of a unit text and the factor that takes a value there: "%" -> ratio, 0.01; "msec" ->
-// seconds, 0.001; "MHz" -> hertz, 1e6; "mW" -> watts, 0.001; "oC" -> celsius, 1. False for units it
-// doesn't know (the value then stays as it is and the name gets no unit).
+// seconds, 0.001; "MHz" -> hertz, 1e6; "mW" -> watts, 0.001; "oC" -> celsius, 1; "/s" -> per_second;
+// "count" -> no suffix. False for units it doesn't know (the value then stays as it is).
 bool baseUnit(const std::string& units, std::string& suffix, double& scale);
 
 // `text` with each byte that doesn't begin a well-formed UTF-8 sequence replaced by U+FFFD: the format

@@ -277,9 +277,11 @@ void PromWriter::addRow_i(const pwr::TableMessage& table, const Row& row) {
         Labels labels = row.labels;
         // A transposed residency table has a column per state: the state becomes a label, and the
         // series are those of the plain table.
+        std::string help = topic + ": " + column;
         if (statistic == kStatistics.end() && stateColumns && !units.empty()) {
             addLabel_i(labels, "state", base);
             statistic = kStatistics.find("residency");
+            help = topic + ": Residency (" + units + ")";
         }
         if (statistic == kStatistics.end()) {
             const std::string titleSlug = om::slug(table.getTitle());
@@ -315,7 +317,7 @@ void PromWriter::addRow_i(const pwr::TableMessage& table, const Row& row) {
         std::string name = "vantrell_" + topicSlug;
         name += word.empty() ? "" : "_" + word;
         name += suffix.empty() ? "" : "_" + suffix;
-        addSample_i(name, unit, topic + ": " + column, labels, number * scale);
+        addSample_i(name, unit, help, labels, number * scale);
     }
 }
 

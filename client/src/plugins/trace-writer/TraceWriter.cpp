@@ -90,9 +90,20 @@ int cpuFromName(const std::string& name) {
     return std::stoi(name.substr(at));
 }
 
-// The shortest text that reads back as the same number.
+// The shortest text that reads back as the same number, without an exponent where the magnitude
+// allows: viewers read "1e+05" as a number, but not every one takes it for a thread id or a time.
 void appendNumber(std::string& out, double value) {
-    char buffer[32];
+    char buffer[64];
+    const double magnitude = std::fabs(value);
+    const bool plain = magnitude == 0 || (magnitude >= 1e-6 && magnitude < 1e15);
+    const auto result = plain
+                            ? std::to_chars(buffer, buffer + sizeof(buffer), value, std::chars_format::fixed)
+                            : std::to_chars(buffer, buffer + sizeof(buffer), value);
+    out.append(buffer, result.ptr);
+}
+
+void appendNumber(std::string& out, int value) {
+    char buffer[16];
     const auto result = std::to_chars(buffer, buffer + sizeof(buffer), value);
     out.append(buffer, result.ptr);
 }
