@@ -367,6 +367,10 @@ TEST_F(ResultStoreTest, FilesThatAreNoResultFileAreRefusedWithTheReason) {
          ": written by a newer version of Vantrell (result file format 2); this program reads formats up to "
          "1",
          true},
+        {dir + "/endless.vrr",
+         "DROP TABLE message; CREATE VIEW message AS WITH RECURSIVE r(seq, bytes) AS (SELECT 1, zeroblob(20)"
+         " UNION ALL SELECT seq + 1, bytes FROM r) SELECT seq, bytes FROM r;",
+         ": the result file is damaged (message is not a table)", true},
         {dir + "/unfinished.vrr", "PRAGMA user_version = 0",
          ": not a Vantrell result file (its creation never completed: format version 0)", true},
     };

@@ -530,6 +530,9 @@ bool ResultReader::checkIdentity_i() {
         return refuse_i("not a Vantrell result file (its creation never completed: format version " +
                         std::to_string(numbers[1]) + ")");
     }
+    if (!checkTables_i()) {
+        return false;
+    }
     Statement s;
     int code = sqlite3_prepare_v2(db, "SELECT key, value FROM info", -1, &s.handle, nullptr);
     while (code == SQLITE_OK && (code = sqlite3_step(s.handle)) == SQLITE_ROW) {
@@ -541,6 +544,25 @@ bool ResultReader::checkIdentity_i() {
     }
     recordVersion = static_cast<unsigned int>(std::strtoul(info("metadata_version").c_str(), nullptr, 10));
     closed = info("state") == "closed";
+    return true;
+}
+
+// Our names must be plain tables: a view or virtual table in their place (only a forged file has one)
+// could make reading it run without end.
+bool ResultReader::checkTables_i() {
+    Statement s;
+    int code = sqlite3_prepare_v2(db,
+                                  "SELECT name FROM sqlite_schema WHERE name IN ('info', 'system_metadata', "
+                                  "'metadata', 'message', 'trace_event', 'summary_table', 'summary_cell') "
+                                  "AND (type <> 'table' OR substr(sql, 1, 13) <> 'CREATE TABLE ')",
+                                  -1, &s.handle, nullptr);
+    if (code == SQLITE_OK && (code = sqlite3_step(s.handle)) == SQLITE_ROW) {
+        return refuse_i("the result file is damaged (" + columnText(s.handle, 0) + " is not a table)");
+    }
+    if (code != SQLITE_DONE) {
+        noteSql_i(sqlite3_errmsg(db), code);
+        return refuse_i("nothing can be read");
+    }
     return true;
 }
 

@@ -172,6 +172,7 @@ class ResultReader {
   private:
     bool openConnection_i(const std::string& name, const unsigned char* header, uint64_t size);
     bool checkIdentity_i();
+    bool checkTables_i();
     static uint64_t expectedLength_i(const unsigned char* header);
     bool refuse_i(const std::string& what);
     void note_i(const std::string& what);
