@@ -137,7 +137,7 @@ bool ResultWriter::create(const std::string& filePath, const std::string& writer
     if (sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX,
                         nullptr) != SQLITE_OK) {
         const std::string text = db ? sqlite3_errmsg(db) : "out of memory";
-        sqlite3_close(db);
+        sqlite3_close_v2(db);
         db = nullptr;
         return fail_i(text);
     }
@@ -368,7 +368,7 @@ bool ResultWriter::close() {
         errorText = path + ": cannot fold the WAL into the result file: " +
                     (folding ? sqlite3_errmsg(folding) : "out of memory");
     }
-    sqlite3_close(folding);
+    sqlite3_close_v2(folding);
     return wasFine && folded;
 }
 
@@ -381,7 +381,7 @@ void ResultWriter::finalize_i() {
     if (sqlite3_get_autocommit(db) == 0) {
         sqlite3_exec(db, "ROLLBACK", nullptr, nullptr, nullptr);
     }
-    sqlite3_close(db);
+    sqlite3_close_v2(db);
     db = nullptr;
 }
 
@@ -394,7 +394,7 @@ ResultReader::~ResultReader() {
 }
 
 void ResultReader::close_i() {
-    sqlite3_close(db);
+    sqlite3_close_v2(db);
     db = nullptr;
     image.clear();
     faults.clear();
@@ -406,7 +406,7 @@ void ResultReader::close_i() {
 
 bool ResultReader::refuse_i(const std::string& what) {
     faults.push_back(name + ": " + what);
-    sqlite3_close(db);
+    sqlite3_close_v2(db);
     db = nullptr;
     return false;
 }
@@ -449,7 +449,9 @@ bool ResultReader::openImage(std::vector<unsigned char> bytes, const std::string
         image[18] = image[19] = 1;
     }
     unsigned char header[100] = {};
-    std::memcpy(header, image.data(), std::min(image.size(), sizeof(header)));
+    if (!image.empty()) {
+        std::memcpy(header, image.data(), std::min(image.size(), sizeof(header)));
+    }
     return openConnection_i(":memory:", header, image.size());
 }
 
