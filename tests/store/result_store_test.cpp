@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <memory>
@@ -481,6 +482,25 @@ TEST_F(ResultStoreTest, ReadsOnBehindADamagedPageOfMessages) {
     // The other tables are untouched.
     EXPECT_EQ(back.contents.records, written.records);
     EXPECT_EQ(back.contents.rows, written.rows);
+}
+
+// A tree whose keys come out of order (found by fuzzing): the reader must stop, not go round in circles.
+TEST_F(ResultStoreTest, KeysOutOfOrderEndTheReadingOfMessages) {
+    const char* source = std::getenv("VR_SOURCE_DIR");
+    ASSERT_NE(source, nullptr);
+    ResultReader reader;
+    const ReadBack back = readAll(
+        reader,
+        reader.openImage(slurp(std::string(source) + "/fuzz/corpus/result_store_fuzz/out-of-order-keys.vrr"),
+                         "image"));
+    ASSERT_TRUE(back.opened);
+    EXPECT_LT(back.contents.messages.size(), 40u);
+    bool noted = false;
+    for (const std::string& text : reader.problems()) {
+        noted |= text.rfind("image: the result file is damaged (messages: database disk image is malformed; ",
+                            0) == 0;
+    }
+    EXPECT_TRUE(noted);
 }
 
 }  // namespace

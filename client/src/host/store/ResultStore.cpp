@@ -662,8 +662,15 @@ uint64_t ResultReader::readMessagesFrom_i(int64_t after, int64_t& first, int64_t
     sqlite3_bind_int64(s.handle, 1, after);
     uint64_t seen = 0;
     uint64_t tooShort = 0;
+    int64_t previous = after;
     while ((code = sqlite3_step(s.handle)) == SQLITE_ROW) {
-        last = sqlite3_column_int64(s.handle, 0);
+        const int64_t seq = sqlite3_column_int64(s.handle, 0);
+        if (seq <= previous) {
+            // Only a damaged tree gives its keys out of order; going on could go round in circles.
+            code = SQLITE_CORRUPT;
+            break;
+        }
+        previous = last = seq;
         first = seen++ == 0 ? last : first;
         const void* bytes = sqlite3_column_blob(s.handle, 1);
         const auto size = static_cast<size_t>(sqlite3_column_bytes(s.handle, 1));
@@ -693,7 +700,7 @@ uint64_t ResultReader::forEachMessage(const std::function<void(const vr_driver_m
     if (code == SQLITE_DONE) {
         return delivered;
     }
-    const std::string firstFault = sqlite3_errmsg(db);
+    const std::string firstFault = code == SQLITE_CORRUPT ? sqlite3_errstr(code) : sqlite3_errmsg(db);
     const int firstCode = code;
     // Go on behind the damaged place: skip one row, then twice as many each time nothing comes back.
     std::string lost;
