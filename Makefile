@@ -8,7 +8,7 @@ GENERATOR   := -G Ninja
 # at every configure, so that it also takes effect on an existing build directory.
 WERROR      := -DVR_WERROR=$(if $(filter true 1 yes TRUE True YES,$(CI)),ON,OFF)
 
-BUILD_PACKAGES := cmake ninja-build g++ pkg-config libgtest-dev libgmock-dev libbenchmark-dev nlohmann-json3-dev libcli11-dev
+BUILD_PACKAGES := cmake ninja-build g++ pkg-config libgtest-dev libgmock-dev libbenchmark-dev nlohmann-json3-dev libcli11-dev libsqlite3-dev
 FUZZ_PACKAGES  := clang libclang-rt-14-dev
 FORMAT_PACKAGES := clang-format
 
