@@ -25,7 +25,9 @@ configure: deps
 build: configure
 	cmake --build $(BUILD)
 
-# Only what the host needs: the library, the host and its plug-ins.
+# Only what the host needs: the library, the host and its plug-ins; then a short collection of this
+# machine's default features.
+RUN_ARGS ?= -t 3
 run: configure
 	cmake --build $(BUILD) --target vr_runtime
 	$(BUILD)/bin/vantrell $(RUN_ARGS)

@@ -1,15 +1,16 @@
-// The host's own collection configuration, parsed with collectors like the host's, and the questions a
-// host asks of it: which platform this is, what it offers, what to read when.
+// The host's own collection configuration for Linux, parsed with collectors that declare the Linux
+// collector's operation types, some of them unavailable: the questions a host asks of it, which
+// features are offered and what to read when.
 
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <map>
 #include <string>
 #include <vector>
 
 #include "support/LogCapture.h"
 #include "support/TestCollector.h"
-#include "vantrell/config/CONSTANTOperation.h"
 #include "vantrell/config/ConfigCap.h"
 #include "vantrell/config/InputMsg.h"
 #include "vantrell/config/VRConfigFileParser.h"
@@ -22,75 +23,93 @@ using Strings = std::vector<std::string>;
 class HostConfiguration : public ::testing::Test {
   protected:
     HostConfiguration() {
-        msr.addRequirement(&never);  // no MSR access here
-        files.publish(&procstat);
-        files.publish(&sysfs);
-        files.publish(&constant);
-        registers.publish(&msr);
+        for (char const* type :
+             {"CPUIDLE", "PROCSTAT", "CPUFREQ", "CPUINFO", "THERMAL", "HWMON", "POWERCAP", "INTERRUPTS"}) {
+            operations.emplace(type, vrtest::TestOperation(type, {"SOURCE"}));
+        }
+        // A machine without cpufreq, RAPL or thermal zones, but with a hwmon sensor.
+        for (char const* absent : {"CPUFREQ", "POWERCAP", "THERMAL"}) {
+            operations.at(absent).addRequirement(&never);
+        }
+        for (auto const& entry : operations) {
+            collector.publish(&entry.second);
+        }
         const char* source = std::getenv("VR_SOURCE_DIR");
         path = std::string(source == nullptr ? "." : source) + "/data/collection/vantrell-linux.cfg";
     }
     ~HostConfiguration() override { parser().destroy(); }
     static pwr::VRConfigFileParser& parser() { return *pwr::VRConfigFileParser::instance(); }
 
-    Strings messages(std::string const& platforms, std::string const& prefix, Strings const& triggers) {
+    // "<full name>/<operation types>" of each message, in the order given.
+    Strings messages(std::string const& prefix, Strings const& triggers) {
         std::vector<pwr::InputMsg*> found;
-        parser().getMessagesFor(found, platforms, prefix, triggers, pwr::COLLECTION_NORMAL);
+        parser().getMessagesFor(found, "FMS=ALL", prefix, triggers, pwr::COLLECTION_NORMAL);
         Strings names;
         for (pwr::InputMsg const* message : found) {
-            names.push_back(message->getFullName() + "/" + std::to_string(message->getOperationCount()) +
-                            "/" + message->getCPUString());
-        }
-        return names;
-    }
-    Strings capabilities(std::string const& platforms) {
-        std::vector<pwr::ConfigCap const*> caps;
-        parser().getCapabilitiesFor(caps, platforms);
-        Strings names;
-        for (pwr::ConfigCap const* cap : caps) {
-            names.push_back(cap->getName());
+            std::string text = message->getFullName() + "/";
+            for (pwr::Operation const* operation : message->getOperations()) {
+                text += operation->getOperation() + "=" +
+                        static_cast<vrtest::TestOperation const*>(operation)->getValues().at(0).second + " ";
+            }
+            names.push_back(text);
         }
         return names;
     }
 
     vrtest::ScopedLogCapture capture{2};
     vrtest::FixedRequirement never{false};
-    vrtest::TestOperation procstat{"PROCSTAT", {"FILE"}};
-    vrtest::TestOperation sysfs{"SYSFS", {"PATH", "SCALE"}};
-    pwr::CONSTANTOperation constant{""};
-    vrtest::TestOperation msr{"MSR", {"ADDRESS"}};
-    vrtest::TestCollector files{"files"};
-    vrtest::TestCollector registers{"registers"};
+    std::map<std::string, vrtest::TestOperation> operations;
+    vrtest::TestCollector collector{"linux"};
     pwr::SystemMetadata machine;
     std::string path;
 };
 
-TEST_F(HostConfiguration, AnswersWhichPlatformWhatItOffersAndWhatToRead) {
-    ASSERT_EQ(parser().parse({path}, {&files, &registers}, machine), 0) << capture.text();
+TEST_F(HostConfiguration, OffersTheDefaultFeaturesTheMachineCanCollect) {
+    ASSERT_EQ(parser().parse({path}, {&collector}, machine), 0) << capture.text();
     EXPECT_EQ(capture.text(), "");
 
-    std::string name;
-    for (auto const& [fms, platform] : std::vector<std::pair<std::string, std::string>>{
-             {"6.85.7", "INTEL"}, {"6.143.8", "INTEL-SERVER"}, {"23.1", ""}}) {
-        EXPECT_EQ(parser().getPlatformName(name, {"FMS", fms}), 0);
-        EXPECT_EQ(name, platform) << fms;
-    }
-    EXPECT_EQ(capabilities("FMS=ALL"), (Strings{"cpu", "thermal"}));
-    EXPECT_EQ(capabilities("FMS=INTEL-SERVER"), (Strings{"power", "cpu", "thermal"}));
+    std::string platform = "unset";
+    EXPECT_EQ(parser().getPlatformName(platform, {"FMS", "6.85.7"}), 0);
+    EXPECT_EQ(platform, "");  // no model lines: every machine falls back on ALL
 
-    // Constants come at INIT with no trigger of their own; polls read load and every CPU's frequency.
-    EXPECT_EQ(messages("FMS=ALL", "cpu", {"INIT", "BEGIN"}),
-              (Strings{"ALL_cpu_load/1/ANY", "ALL_cpu_units/1/ANY"}));
-    EXPECT_EQ(messages("FMS=ALL", "cpu", {"POLL"}), (Strings{"ALL_cpu_load/1/ANY", "ALL_cpu_freq/1/ALL"}));
-    // The zones fold into their group; on Intel the package MSR isn't readable here, so the extended
-    // thermal prefix gains a message without operations, which isn't offered.
-    EXPECT_EQ(messages("FMS=ALL", "thermal", {"POLL"}), Strings{"ALL_thermal_zones/2/ANY"});
-    EXPECT_EQ(messages("FMS=INTEL", "thermal", {"POLL"}), Strings{"ALL_thermal_zones/2/ANY"});
-    // A server reads its own DRAM message, sourced from the package energy, and the inherited ones.
-    EXPECT_EQ(messages("FMS=INTEL-SERVER", "power", {"POLL"}),
-              (Strings{"INTEL-SERVER_power_dram/1/ANY", "INTEL_power_energy/1/ANY"}));
-    EXPECT_TRUE(parser().isPlatformPrefixSupported("FMS=INTEL", "power"));
-    EXPECT_FALSE(parser().isPlatformPrefixSupported("FMS=ALL", "power"));
+    std::vector<pwr::ConfigCap const*> caps;
+    ASSERT_EQ(parser().getCapabilitiesFor(caps, "FMS=ALL"), 0);
+    Strings names;
+    for (pwr::ConfigCap const* cap : caps) {
+        names.push_back(cap->getName());
+        EXPECT_EQ(cap->getConfigfilePrefix(), cap->getName());
+        EXPECT_TRUE(cap->getGroups().count("default")) << cap->getName();
+        EXPECT_FALSE(cap->getDescription().empty()) << cap->getName();
+    }
+    EXPECT_EQ(names, (Strings{"cpu", "cstate", "frequency", "interrupts", "power", "thermal"}));
+
+    const std::map<std::string, bool> offered{{"cstate", true},  {"cpu", true},    {"frequency", true},
+                                              {"thermal", true}, {"power", false}, {"interrupts", true}};
+    for (auto const& [feature, expected] : offered) {
+        EXPECT_EQ(parser().isPlatformPrefixSupported("FMS=ALL", feature), expected) << feature;
+    }
+}
+
+TEST_F(HostConfiguration, ReadsEachSourceOnTheTriggersOfItsFeature) {
+    ASSERT_EQ(parser().parse({path}, {&collector}, machine), 0) << capture.text();
+    const Strings everyRead{"BEGIN", "POLL", "END"};
+    struct Case {
+        std::string prefix;
+        Strings triggers;
+        Strings expected;
+    };
+    const std::vector<Case> cases{
+        {"cstate", everyRead, Strings(3, "ALL_cstate_residency/CPUIDLE=/sys/devices/system/cpu ")},
+        {"cpu", everyRead, Strings(3, "ALL_cpu_times/PROCSTAT=/proc/stat ")},
+        // cpufreq is absent: the message keeps only its /proc/cpuinfo fallback, and reads only at polls.
+        {"frequency", everyRead, {"ALL_frequency_current/CPUINFO=/proc/cpuinfo "}},
+        {"thermal", everyRead, {"ALL_thermal_zones/HWMON=/sys/class/hwmon "}},
+        {"power", everyRead, {}},
+        {"interrupts", {"END"}, {"ALL_interrupts_counts/INTERRUPTS=/proc/interrupts "}},
+    };
+    for (Case const& c : cases) {
+        EXPECT_EQ(messages(c.prefix, c.triggers), c.expected) << c.prefix;
+    }
 }
 
 }  // namespace

@@ -74,9 +74,16 @@ set(cases
   "-z => vantrell: --auto-connected-standby: Connected Standby does not exist on Linux"
   "--enable-cstrace => vantrell: --enable-cstrace: Connected Standby does not exist on Linux"
   "--update-usage-consent => vantrell: --update-usage-consent: this build takes part in no usage insights programme"
-  "-t 1 => vantrell: --time: not available yet: .+"
-  "-r sum => vantrell: --result: not available yet: .+"
-  "-p ls -l => vantrell: --program: not available yet: .+")
+  "-t 0 => vantrell: --time: \"0\" is not a number of seconds above 0 to 1000000000"
+  "-t -1 => vantrell: .*-t"
+  "-t 1s => vantrell: --time: \"1s\" is not a number of seconds"
+  "-t 1e10 => vantrell: --time: \"1e10\" is not a number of seconds"
+  "-s 1.2.3 => vantrell: --startdelay: \"1.2.3\" is not a number of seconds from 0"
+  "--program-delay 1 => vantrell: --program-delay: waits for a program, and no -p/--program was given"
+  "-o => vantrell: --output: .*missing"
+  "-i run.vrr => vantrell: --input: not available yet: .+"
+  "-t 1 -f no-such-feature => vantrell: --feature: \"no-such-feature\" is no feature or feature group that this machine offers \\(.*\\)"
+  "-t 1 -r no-such-format => vantrell: --result: \"no-such-format\" is not a result format here \\(.*\\)")
 foreach(case IN LISTS cases)
   string(FIND "${case}" " => " split)
   string(SUBSTRING "${case}" 0 ${split} args)

@@ -1,7 +1,7 @@
 #pragma once
 
-// Loads a reference plug-in module from VR_PLUGIN_DIR the way the host does: dlopen, vrCreatePlugin,
-// and vrDestroyPlugin when the holder goes.
+// Loads a reference plug-in module from $VR_PLUGIN_DIR (else the build's plugins directory) the way the host
+// does: dlopen, vrCreatePlugin, and vrDestroyPlugin when the holder goes.
 
 #include <dlfcn.h>
 
@@ -19,7 +19,12 @@ class LoadedPlugin {
   public:
     explicit LoadedPlugin(const std::string& module) {
         const char* dir = std::getenv("VR_PLUGIN_DIR");
-        const std::string path = std::string(dir != nullptr ? dir : "plugins") + "/" + module + ".so";
+#ifdef VR_TEST_PLUGIN_DIR
+        const char* fallback = VR_TEST_PLUGIN_DIR;
+#else
+        const char* fallback = "plugins";
+#endif
+        const std::string path = std::string(dir != nullptr ? dir : fallback) + "/" + module + ".so";
         handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
         if (handle == nullptr) {
             ADD_FAILURE() << "can't load " << path << ": " << dlerror();
@@ -44,7 +49,9 @@ class LoadedPlugin {
     LoadedPlugin(const LoadedPlugin&) = delete;
     LoadedPlugin& operator=(const LoadedPlugin&) = delete;
 
-    Plugin* get() const { return plugin; }
+    Plugin* get() const {
+        return plugin;
+    }
     template <class T>
     T* as() const {
         return dynamic_cast<T*>(plugin);

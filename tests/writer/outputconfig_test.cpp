@@ -68,20 +68,24 @@ TEST_F(OutputConfig, TheHostsFileGivesOrdersTitlesAndSwitchedOffTables) {
     EXPECT_EQ(capture.text(), "");
     Order order;
     ASSERT_TRUE(parser().getFeatureOrder(order));
-    EXPECT_EQ(order, (Order{"cpu", "thermal", "power"}));
-    ASSERT_TRUE(parser().getMetricOrderForFeature(order, "cpu"));
-    EXPECT_EQ(order, (Order{"cpu-load", "cpu-frequency", "cpu-cstate"}));
-    ASSERT_TRUE(parser().getTableOrderForMetric(order, "cpu-load", "cpu"));
-    EXPECT_EQ(order, (Order{"MIN-MAX-AVG", "SAMPLE-COUNT", "NUMBER-OF-OCCURENCES",
-                            "RELATIVE-FREQUENCY-PERCENTAGE", "APPROXIMATED-RESIDENCY"}));
+    EXPECT_EQ(order, (Order{"cstate", "cpu", "frequency", "thermal", "power", "interrupts", "trace"}));
+    ASSERT_TRUE(parser().getMetricOrderForFeature(order, "trace"));
+    EXPECT_EQ(order, (Order{"cstate-transitions", "frequency-transitions", "wakeups"}));
+    ASSERT_TRUE(parser().getTableOrderForMetric(order, "cstate-residency", "cstate"));
+    EXPECT_EQ(order,
+              (Order{"RESIDENCY-PERCENTAGE", "RESIDENCY-MILLISECOND", "RESIDENCY-COMBINED", "SAMPLE-COUNT"}));
     ASSERT_TRUE(parser().getAllFeaturePrefixes(order));
-    EXPECT_EQ(order, (Order{"cpu", "cpu", "cpu", "thermal", "power"}));
-    EXPECT_EQ(title(info("cpu-load", "cpu", "MIN-MAX-AVG")), "CPU load");
-    EXPECT_FALSE(info("cpu-load", "cpu", "SAMPLE-COUNT").isTableDisplayed());
-    EXPECT_TRUE(info("energy", "power", "TOTAL-DELTA").isTableTransposed());
+    EXPECT_EQ(order, (Order{"cstate", "cpu", "frequency", "TEMP", "power", "interrupts", "trace", "trace",
+                            "trace"}));
+    EXPECT_EQ(title(info("cstate-residency", "cstate", "RESIDENCY-PERCENTAGE")), "C-State");
+    EXPECT_TRUE(info("cstate-residency", "cstate", "RESIDENCY-PERCENTAGE").isTableTransposed());
+    EXPECT_FALSE(info("cstate-residency", "cstate", "SAMPLE-COUNT").isTableDisplayed());
+    EXPECT_TRUE(info("energy", "power", "AVERAGE-RATE-TOTAL").suppressTotal());
     std::string note;
-    EXPECT_TRUE(info("temperature", "thermal", "MIN-MAX-AVG").getPostTableNote(note));
-    EXPECT_EQ(note, "Read from /sys/class/thermal and /sys/class/hwmon.");
+    EXPECT_TRUE(info("cpu-frequency", "frequency", "MIN-MAX-AVG").getPreTableNote(note));
+    EXPECT_EQ(note, "Current is the frequency of cpufreq, Nominal the cpu MHz of /proc/cpuinfo.");
+    EXPECT_TRUE(info("ALL-THERMAL-DATA", "TEMP", "MIN-MAX-AVG").getPostTableNote(note));
+    EXPECT_EQ(note, "Whole degrees Celsius, read from /sys/class/thermal and /sys/class/hwmon.");
 }
 
 TEST_F(OutputConfig, FirstValueStaysOtherPlatformsAreNeverFoundAndQueriesLeaveMissesAlone) {

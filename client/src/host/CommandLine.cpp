@@ -23,7 +23,7 @@ using pwr::usage::Option;
 
 const char kNoConnectedStandby[] = "Connected Standby does not exist on Linux";
 const char kNoUsageProgram[] = "this build takes part in no usage insights programme";
-const char kNotYet[] = "not available yet: this host samples one interval and writes no result files";
+const char kNoResultFiles[] = "not available yet: this host writes no result files";
 
 // Table options that this host refuses, with the reason it gives.
 const std::vector<std::pair<const char*, const char*>> kRefused = {
@@ -33,19 +33,11 @@ const std::vector<std::pair<const char*, const char*>> kRefused = {
     {"--revoke-usage-consent", kNoUsageProgram},
     {"--update-usage-consent", kNoUsageProgram},
     {"--skip-usage-collection", kNoUsageProgram},
-    {"--log", kNotYet},
-    {"--print-fms", kNotYet},
-    {"--input", kNotYet},
-    {"--output", kNotYet},
-    {"--result", kNotYet},
-    {"--no-post-processing", kNotYet},
-    {"--feature", kNotYet},
-    {"--max-detail", kNotYet},
-    {"--program", kNotYet},
-    {"--startdelay", kNotYet},
-    {"--time", kNotYet},
-    {"--program-delay", kNotYet},
-    {"--polling", kNotYet}};
+    {"--input", kNoResultFiles},
+    {"--no-post-processing", kNoResultFiles}};
+
+// Longest collection, delay or wait this host takes: beyond it the clocks' arithmetic would overflow.
+constexpr double kMaxSeconds = 1e9;
 
 // The first option of the tables with this name, in the tables' group order.
 Option tableOption(std::string const& name) {
@@ -90,6 +82,39 @@ CLI::Validator wholeNumber(std::string const& what, unsigned long long low, unsi
         "");
 }
 
+// A decimal number of seconds ("1", "0.5"), above 0 or, with `zeroAllowed`, 0 or more.
+CLI::Validator seconds(bool zeroAllowed) {
+    return CLI::Validator(
+        [zeroAllowed](std::string& text) {
+            const bool digits = !text.empty() && text.find_first_not_of("0123456789.") == std::string::npos &&
+                                text.find('.') == text.rfind('.') && text != ".";
+            const double value = digits ? std::strtod(text.c_str(), nullptr) : -1;
+            if (digits && value <= kMaxSeconds && (value > 0 || (zeroAllowed && value == 0))) {
+                return std::string();
+            }
+            return "\"" + text + "\" is not a number of seconds " + (zeroAllowed ? "from 0" : "above 0") +
+                   " to 1000000000";
+        },
+        "");
+}
+
+// Splits each value at commas; empty pieces are dropped.
+std::vector<std::string> splitCommas(std::vector<std::string> const& values) {
+    std::vector<std::string> pieces;
+    for (std::string const& value : values) {
+        size_t begin = 0;
+        while (begin <= value.size()) {
+            size_t end = value.find(',', begin);
+            end = end == std::string::npos ? value.size() : end;
+            if (end > begin) {
+                pieces.push_back(value.substr(begin, end - begin));
+            }
+            begin = end + 1;
+        }
+    }
+    return pieces;
+}
+
 // The value part of the command line: everything after the executable named by -p/--program belongs
 // to that program, so CLI11 sees only what comes before it.
 int hostArgumentCount(int argc, char** argv) {
@@ -109,19 +134,48 @@ struct Parsed {
     std::string helpFormat;
     bool version = false;
     std::vector<std::string> debugAreas;
+    std::vector<std::string> features;
+    std::vector<std::string> results;
+    std::string program;
     std::vector<std::pair<CLI::Option*, const char*>> refused;
     CLI::Option* help = nullptr;
+    CLI::Option* programOption = nullptr;
+    CLI::Option* programDelay = nullptr;
 };
 
+// Adds a table option with a value; `target` receives it.
+template <class T>
+CLI::Option* addValue(CLI::App& app, std::string const& name, T& target) {
+    Option option = tableOption(name);
+    return app.add_option(cliNames(option), target, option.getAttribute(Option::DESCRIPTION));
+}
+
+CLI::Option* addFlag(CLI::App& app, std::string const& name, bool& target) {
+    Option option = tableOption(name);
+    return app.add_flag(cliNames(option), target, option.getAttribute(Option::DESCRIPTION));
+}
+
 void addOptions(CLI::App& app, HostOptions& options, Parsed& parsed) {
-    Option help = tableOption("--help");
-    parsed.help = app.add_option(cliNames(help), parsed.helpFormat, help.getAttribute(Option::DESCRIPTION))
-                      ->expected(0, 1);
-    Option version = tableOption("--version");
-    app.add_flag(cliNames(version), parsed.version, version.getAttribute(Option::DESCRIPTION));
-    Option interval = tableOption("--interval");
-    app.add_option(cliNames(interval), options.intervalMs, interval.getAttribute(Option::DESCRIPTION))
+    parsed.help = addValue(app, "--help", parsed.helpFormat)->expected(0, 1);
+    addFlag(app, "--version", parsed.version);
+    addValue(app, "--interval", options.intervalMs)
         ->check(wholeNumber("a whole number of milliseconds", 1, UINT_MAX));
+    addValue(app, "--feature", parsed.features)->allow_extra_args(false);
+    addFlag(app, "--max-detail", options.maxDetail);
+    addFlag(app, "--polling", options.polling);
+    addValue(app, "--time", options.timeSec)->check(seconds(false));
+    addValue(app, "--startdelay", options.startDelaySec)->check(seconds(true));
+    parsed.programDelay = addValue(app, "--program-delay", options.programDelaySec)->check(seconds(true));
+    parsed.programOption = addValue(app, "--program", parsed.program);
+    addValue(app, "--output", options.output)
+        ->check(CLI::Validator(
+            [](std::string& text) {
+                return text.empty() ? std::string("an empty file name prefix") : std::string();
+            },
+            ""));
+    addValue(app, "--result", parsed.results)->allow_extra_args(false);
+    addValue(app, "--log", options.logFile);
+    addFlag(app, "--print-fms", options.printFms);
     std::vector<Option> own = hostOnlyOptions();
     app.add_option(own[0].getName(), options.verbosity, own[0].getAttribute(Option::DESCRIPTION))
         ->check(wholeNumber("a verbosity level", 0, UINT16_MAX));
@@ -135,6 +189,30 @@ void addOptions(CLI::App& app, HostOptions& options, Parsed& parsed) {
                                  : app.add_option(cliNames(option), description);
         parsed.refused.emplace_back(added, reason);
     }
+}
+
+// After a successful parse: refusals and the checks that join options. 0 or the usage status.
+CommandLineResult finish(Parsed& parsed, HostOptions& options, int argc, char** argv, std::ostream& err) {
+    for (auto const& [option, reason] : parsed.refused) {
+        if (option->count() > 0) {
+            err << "vantrell: " << option->get_name() << ": " << reason << "\n";
+            return CommandLineResult::ExitUsage;
+        }
+    }
+    if (parsed.programDelay->count() > 0 && parsed.programOption->count() == 0) {
+        err << "vantrell: --program-delay: waits for a program, and no -p/--program was given\n";
+        return CommandLineResult::ExitUsage;
+    }
+    options.debugAreas.insert(parsed.debugAreas.begin(), parsed.debugAreas.end());
+    options.features = splitCommas(parsed.features);
+    options.results = splitCommas(parsed.results);
+    const int hostArgs = hostArgumentCount(argc, argv);
+    if (parsed.programOption->count() > 0) {
+        options.program.push_back(parsed.program);
+        options.program.insert(options.program.end(), argv + hostArgs, argv + argc);
+    }
+    options.commandLine.assign(argv, argv + argc);
+    return CommandLineResult::Run;
 }
 
 }  // namespace
@@ -156,27 +234,21 @@ CommandLineResult parseCommandLine(int argc, char** argv, HostOptions& options, 
     }
     if (parsed.help->count() > 0) {
         if (parsed.helpFormat.empty()) {
-            printConsoleHelp(out);
-        } else if (parsed.helpFormat == "json") {
-            printJsonHelp(out);
-        } else {
-            err << "vantrell: --help: \"" << parsed.helpFormat << "\" is not a help format (only json)\n";
-            return CommandLineResult::ExitUsage;
+            options.help = true;
+            return CommandLineResult::Help;
         }
-        return CommandLineResult::ExitOk;
+        if (parsed.helpFormat == "json") {
+            printJsonHelp(out);
+            return CommandLineResult::ExitOk;
+        }
+        err << "vantrell: --help: \"" << parsed.helpFormat << "\" is not a help format (only json)\n";
+        return CommandLineResult::ExitUsage;
     }
     if (parsed.version) {
         out << "vantrell " << VR_HOST_VERSION << "\n";
         return CommandLineResult::ExitOk;
     }
-    for (auto const& [option, reason] : parsed.refused) {
-        if (option->count() > 0) {
-            err << "vantrell: " << option->get_name() << ": " << reason << "\n";
-            return CommandLineResult::ExitUsage;
-        }
-    }
-    options.debugAreas.insert(parsed.debugAreas.begin(), parsed.debugAreas.end());
-    return CommandLineResult::Run;
+    return finish(parsed, options, argc, argv, err);
 }
 
 }  // namespace vantrell

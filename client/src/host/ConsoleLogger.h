@@ -12,6 +12,7 @@ namespace vantrell {
 class ConsoleLogger : public pwr::Logger {
   public:
     explicit ConsoleLogger(std::FILE* sink) : sink(sink) {}
+    void setSink(std::FILE* file) { sink = file; }
 
   protected:
     void flushPending() override {

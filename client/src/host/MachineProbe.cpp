@@ -1,6 +1,12 @@
 #include "MachineProbe.h"
 
+#include <sys/utsname.h>
 #include <unistd.h>
+#include <x86intrin.h>
+
+#include <climits>
+#include <cstdlib>
+#include <ctime>
 
 #include <chrono>
 #include <fstream>
@@ -33,55 +39,25 @@ std::vector<int> onlineCpus() {
     return cpus;
 }
 
-struct CpuTimes {
-    unsigned long long busy = 0;
-    unsigned long long total = 0;
-};
-
-std::map<int, CpuTimes> readCpuTimes() {
-    std::map<int, CpuTimes> times;
-    std::ifstream in("/proc/stat");
+std::string osReleaseName() {
+    std::ifstream in("/etc/os-release");
     std::string line;
     while (std::getline(in, line)) {
-        if (line.compare(0, 3, "cpu") != 0 || line.size() < 4 || line[3] < '0' || line[3] > '9') {
-            continue;
-        }
-        std::istringstream fields(line.substr(3));
-        int cpu = 0;
-        fields >> cpu;
-        // user nice system idle iowait irq softirq steal: idle and iowait are the idle share.
-        unsigned long long value = 0;
-        CpuTimes t;
-        for (int column = 0; column < 8 && fields >> value; ++column) {
-            t.total += value;
-            if (column != 3 && column != 4) {
-                t.busy += value;
+        if (line.rfind("PRETTY_NAME=", 0) == 0) {
+            std::string value = line.substr(12);
+            if (value.size() >= 2 && value.front() == '"' && value.back() == '"') {
+                value = value.substr(1, value.size() - 2);
             }
+            return value;
         }
-        times[cpu] = t;
     }
-    return times;
+    return "Linux";
 }
 
-std::map<int, unsigned long long> readCpuinfoFrequencies() {
-    std::map<int, unsigned long long> mhz;
-    std::ifstream in("/proc/cpuinfo");
-    std::string line;
-    int processor = -1;
-    while (std::getline(in, line)) {
-        std::string::size_type colon = line.find(':');
-        if (colon == std::string::npos) {
-            continue;
-        }
-        std::string key = line.substr(0, line.find_last_not_of(" \t", colon - 1) + 1);
-        std::string value = line.substr(colon + 1);
-        if (key == "processor") {
-            processor = std::stoi(value);
-        } else if (key == "cpu MHz" && processor >= 0) {
-            mhz[processor] = static_cast<unsigned long long>(std::stod(value) + 0.5);
-        }
-    }
-    return mhz;
+uint64_t monotonicRawNs() {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC_RAW, &now);
+    return static_cast<uint64_t>(now.tv_sec) * 1000000000ULL + static_cast<uint64_t>(now.tv_nsec);
 }
 
 }  // namespace
@@ -110,32 +86,67 @@ std::string readTopologyText() {
     return text.str();
 }
 
-std::map<int, CpuSample> sampleCpus(unsigned intervalMs) {
-    std::map<int, CpuTimes> before = readCpuTimes();
-    std::this_thread::sleep_for(std::chrono::milliseconds(intervalMs));
-    std::map<int, CpuTimes> after = readCpuTimes();
-    std::map<int, unsigned long long> cpuinfo = readCpuinfoFrequencies();
-
-    std::map<int, CpuSample> samples;
-    for (int cpu : onlineCpus()) {
-        CpuSample& sample = samples[cpu];
-        auto b = before.find(cpu);
-        auto a = after.find(cpu);
-        if (b != before.end() && a != after.end() && a->second.total > b->second.total) {
-            sample.hasBusy = true;
-            sample.busyPercent = 100.0 * static_cast<double>(a->second.busy - b->second.busy) /
-                                 static_cast<double>(a->second.total - b->second.total);
+pwr::FMS readFms() {
+    std::ifstream in("/proc/cpuinfo");
+    std::string line;
+    int values[3] = {-1, -1, -1};
+    const char* keys[3] = {"cpu family", "model", "stepping"};
+    while (std::getline(in, line) && (values[0] < 0 || values[1] < 0 || values[2] < 0)) {
+        const std::string::size_type colon = line.find(':');
+        if (colon == std::string::npos) {
+            continue;
         }
-        long long khz = 0;
-        if (readNumber(cpuDirectory(cpu) + "/cpufreq/scaling_cur_freq", khz) && khz > 0) {
-            sample.hasFrequency = true;
-            sample.frequencyMHz = static_cast<unsigned long long>(khz / 1000);
-        } else if (cpuinfo.count(cpu) != 0) {
-            sample.hasFrequency = true;
-            sample.frequencyMHz = cpuinfo[cpu];
+        const std::string key = line.substr(0, line.find_last_not_of(" \t", colon - 1) + 1);
+        for (int i = 0; i < 3; ++i) {
+            if (key == keys[i] && values[i] < 0) {
+                values[i] = std::atoi(line.c_str() + colon + 1);
+            }
         }
     }
-    return samples;
+    auto byte = [](int value) { return static_cast<uint8_t>(value < 0 ? 0 : value); };
+    return pwr::FMS(byte(values[0]), byte(values[1]), byte(values[2]));
+}
+
+std::string fmsText(pwr::FMS const& fms) {
+    return std::to_string(fms.family) + "." + std::to_string(fms.model) + "." + std::to_string(fms.stepping);
+}
+
+float measureTscMHz(unsigned sampleMs) {
+    const uint64_t startNs = monotonicRawNs();
+    const uint64_t startTicks = __rdtsc();
+    std::this_thread::sleep_for(std::chrono::milliseconds(sampleMs));
+    const uint64_t ticks = __rdtsc() - startTicks;
+    const uint64_t ns = monotonicRawNs() - startNs;
+    return ns == 0 ? 0.0f : static_cast<float>(static_cast<double>(ticks) * 1000.0 / static_cast<double>(ns));
+}
+
+uint64_t wallClockNs() {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    return static_cast<uint64_t>(now.tv_sec) * 1000000000ULL + static_cast<uint64_t>(now.tv_nsec);
+}
+
+pwr::SystemMetadata describeMachine(MachineFacts const& facts) {
+    pwr::SystemMetadata machine;
+    machine.hostName = "localhost";
+    char name[HOST_NAME_MAX + 1] = {};
+    if (gethostname(name, sizeof(name) - 1) == 0) {
+        machine.hostName = name;
+    }
+    utsname system{};
+    if (uname(&system) == 0) {
+        machine.osType = std::string(system.sysname) + " " + system.machine;
+        machine.osVersion = system.release;
+    }
+    machine.osName = osReleaseName();
+    machine.fms = readFms();
+    machine.buildTopology(readTopologyText(), 0);
+    machine.vraClockFreqMHz = measureTscMHz(20);
+    machine.pollingIntervalMsecs =
+        static_cast<uint16_t>(facts.intervalMs > 0xffff ? 0xffff : facts.intervalMs);
+    machine.maxDetail = facts.maxDetail ? 1 : 0;
+    machine.commandLine = facts.commandLine;
+    return machine;
 }
 
 }  // namespace vantrell

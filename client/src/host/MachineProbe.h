@@ -1,27 +1,40 @@
 #pragma once
 
-// What the host reads of the machine it runs on, from /proc and /sys: the CPU topology in the text
-// form that TopTree::buildTopology takes, and per-CPU load and frequency. Every reading is optional:
-// a file that is missing leaves its value out rather than failing.
+// What the host reads of the machine it runs on, for the SystemMetadata of a collection: the CPU
+// topology in the text form that TopTree::buildTopology takes, the processor's family, model and
+// stepping, the operating system, and the TSC frequency measured against the nanosecond clock. Every
+// reading is optional: a file that is missing leaves its value out rather than failing.
 
-#include <map>
+#include <cstdint>
 #include <string>
+#include <vector>
+
+#include <vantrell/VantrellCore.h>
 
 namespace vantrell {
 
-struct CpuSample {
-    bool hasBusy = false;
-    double busyPercent = 0.0;
-    bool hasFrequency = false;
-    unsigned long long frequencyMHz = 0;
-};
-
 // "cpu package core die" groups, one per online logical CPU; die -1 where the kernel reports none.
-// Falls back to one package of one-thread cores when /sys has no topology.
 std::string readTopologyText();
 
-// Busy share of each logical CPU over `intervalMs`, from two readings of /proc/stat, and its current
-// frequency from cpufreq or /proc/cpuinfo.
-std::map<int, CpuSample> sampleCpus(unsigned intervalMs);
+// Family, model and stepping of the first processor of /proc/cpuinfo; zeros when it can't be read.
+pwr::FMS readFms();
+
+// "6.85.4": the form the configuration's FMS specifiers and --print-fms use.
+std::string fmsText(pwr::FMS const& fms);
+
+// TSC ticks per microsecond, timed against CLOCK_MONOTONIC_RAW over `sampleMs`.
+float measureTscMHz(unsigned sampleMs);
+
+// Nanoseconds since 1970.
+uint64_t wallClockNs();
+
+struct MachineFacts {
+    unsigned intervalMs = 0;
+    bool maxDetail = false;
+    std::vector<std::string> commandLine;
+};
+
+// Host name, OS facts, FMS, topology, the measured TSC clock, the interval and the command line.
+pwr::SystemMetadata describeMachine(MachineFacts const& facts);
 
 }  // namespace vantrell

@@ -1,137 +1,101 @@
-// summary-writer: prints the summary tables as aligned text, in the order they arrive, to standard
-// output or to "<output>.txt". Each table: its title, its pre-table notes, one header row, the rows
-// (first column left-aligned, the value columns right-aligned), its post-table notes, a blank line.
-// Nothing is cut: columns grow to their longest text.
+#include "SummaryWriter.h"
 
 #include <algorithm>
-#include <string>
-#include <vector>
-
-#include <vantrell/VantrellCore.h>
 
 #include "LinuxPluginProtocol.h"
-#include "TableGatherer.h"
 
-namespace vantrell::plugins {
 namespace {
 
-constexpr const char* kGap = "  ";
-
-void appendLines(std::string& out, const std::vector<std::string>& lines) {
-    for (const std::string& line : lines) {
-        out += line;
-        out += '\n';
-    }
+// Display width of UTF-8 text: one column per code point, so that "µs" aligns like "us".
+size_t displayWidth(std::string const& text) {
+    return static_cast<size_t>(std::count_if(
+        text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
 }
 
-std::string alignedRow(const std::vector<std::string>& cells, const std::vector<size_t>& widths) {
-    std::string line;
-    for (size_t column = 0; column < widths.size(); ++column) {
-        const std::string cell = column < cells.size() ? cells[column] : std::string();
-        const std::string pad(widths[column] - cell.size(), ' ');
-        if (column > 0) {
-            line += kGap;
-        }
-        line += column == 0 ? cell + pad : pad + cell;
-    }
-    // The left-aligned first column pads a lone cell; trailing blanks carry nothing.
-    line.erase(line.find_last_not_of(' ') + 1);
-    return line + "\n";
+void pad(std::string& line, std::string const& cell, size_t width, bool left) {
+    const std::string fill(width - std::min(width, displayWidth(cell)), ' ');
+    line += left ? cell + fill : fill + cell;
 }
-
-// The table as text, ending with a blank line.
-std::string renderTable(const GatheredTable& table) {
-    std::string out = table.title + "\n";
-    appendLines(out, table.preNotes);
-    std::vector<size_t> widths(table.columns.size(), 0);
-    for (size_t column = 0; column < widths.size(); ++column) {
-        widths[column] = table.columns[column].size();
-        for (const auto& row : table.rows) {
-            if (column < row.size()) {
-                widths[column] = std::max(widths[column], row[column].size());
-            }
-        }
-    }
-    if (!widths.empty()) {
-        out += alignedRow(table.columns, widths);
-        for (const auto& row : table.rows) {
-            out += alignedRow(row, widths);
-        }
-    }
-    appendLines(out, table.postNotes);
-    return out + "\n";
-}
-
-class SummaryWriter : public TableWriterBase {
-  public:
-    SummaryWriter() : TableWriterBase("summary-writer") {
-        addCapability(new pwr::WriterPluginCapability({pwr::TABLE_CLASS_DEFAULT}, "sum",
-                                                      "Summary tables as aligned text", ".txt", true));
-    }
-    ~SummaryWriter() override { closeOutput(); }
-
-    int closeOutput() override {
-        finishTable();
-        flushContainerNotes();
-        out.close();
-        return 0;
-    }
-
-  private:
-    void tableDone(const GatheredTable& table) override { write(renderTable(table)); }
-
-    int writeMessage(const pwr::TableMessage& table) override {
-        gather(table);
-        return 0;
-    }
-
-    // The banner of a metric and its own notes; its post notes follow its last table.
-    int writeMessage(const pwr::MetricContainerInfoMessage& message) override {
-        finishTable();
-        flushContainerNotes();
-        std::string text = message.getContainerHeader() + "\n";
-        if (message.getTextInfo() != nullptr) {
-            std::vector<std::string> pre;
-            message.getTextInfo()->getPreTableNotes(pre);
-            message.getTextInfo()->getPostTableNotes(pendingPostNotes);
-            appendLines(text, pre);
-        }
-        write(text + "\n");
-        return 0;
-    }
-
-    int writeMessage(const pwr::TextMessage& message) override {
-        finishTable();
-        const std::string& text = message.getMessage();
-        write(text.empty() || text.back() != '\n' ? text + "\n" : text);
-        return 0;
-    }
-
-    void flushContainerNotes() {
-        if (!pendingPostNotes.empty()) {
-            std::string text;
-            appendLines(text, pendingPostNotes);
-            pendingPostNotes.clear();
-            write(text + "\n");
-        }
-    }
-
-    void write(const std::string& text) {
-        if (!out.isOpen() && !failed) {
-            // Anything written after a close goes behind what is there, never over it.
-            failed = !out.open(outputPrefix.empty() ? std::string() : outputPrefix + ".txt", opened);
-            opened = true;
-        }
-        out.write(text);
-    }
-
-    OutputFile out;
-    bool failed = false;
-    bool opened = false;
-    std::vector<std::string> pendingPostNotes;
-};
 
 }  // namespace
-}  // namespace vantrell::plugins
 
-VR_DECLARE_PLUGIN(vantrell::plugins::SummaryWriter)
+SummaryWriter::SummaryWriter()
+    : WriterPlugin("vantrell-summary-writer"), gatherer([this](auto const& table) { print_i(table); }) {
+    addCapability(new pwr::WriterPluginCapability({pwr::TABLE_CLASS_DEFAULT}, "sum",
+                                                  "Summary tables as aligned text", ".txt", true));
+}
+
+int SummaryWriter::openOutput() {
+    auto const params = vantrell::plugins::parseParams(getCommandlineParams());
+    auto const output = params.find("output");
+    return out.open(output == params.end() ? "" : output->second, ".txt") ? 0 : 1;
+}
+
+int SummaryWriter::closeOutput() {
+    gatherer.finish();
+    return out.close() ? 0 : 1;
+}
+
+int SummaryWriter::writeMessage(const pwr::MetricContainerInfoMessage& message) {
+    gatherer.finish();
+    if (!message.getContainerHeader().empty()) {
+        out.write("\n" + message.getContainerHeader() + "\n");
+    }
+    return 0;
+}
+
+int SummaryWriter::writeMessage(const pwr::TextMessage& message) {
+    gatherer.finish();
+    out.write(message.getMessage() + "\n");
+    return 0;
+}
+
+int SummaryWriter::writeMessage(const pwr::TableMessage& table) {
+    std::deque<std::string> titles;
+    std::deque<std::string> values;
+    getColumnTitles(table, titles);
+    if (table.getTableMessageType() != pwr::TableMessageType::NO_DATA) {
+        getRowValues(table, values);
+    }
+    gatherer.add(table, titles, values);
+    return 0;
+}
+
+// Title, notes before, one header row, the rows, notes after. The first column (what a row is
+// about) is left-aligned, the others, numbers mostly, right-aligned; no cell is ever cut.
+void SummaryWriter::print_i(vantrell::plugins::GatheredTable const& table) {
+    std::vector<size_t> widths(table.columns.size(), 0);
+    auto measure = [&](std::vector<std::string> const& cells) {
+        widths.resize(std::max(widths.size(), cells.size()), 0);
+        for (size_t i = 0; i < cells.size(); ++i) {
+            widths[i] = std::max(widths[i], displayWidth(cells[i]));
+        }
+    };
+    measure(table.columns);
+    for (auto const& row : table.rows) {
+        measure(row);
+    }
+    auto line = [&](std::vector<std::string> const& cells) {
+        std::string text;
+        for (size_t i = 0; i < cells.size(); ++i) {
+            text += i == 0 ? "" : "  ";
+            pad(text, cells[i], widths[i], i == 0);
+        }
+        text.erase(text.find_last_not_of(' ') + 1);
+        return text + "\n";
+    };
+    std::string text = "\n" + table.title + "\n";
+    for (std::string const& note : table.preNotes) {
+        text += note + "\n";
+    }
+    text += line(table.columns);
+    for (auto const& row : table.rows) {
+        text += line(row);
+    }
+    for (std::string const& note : table.postNotes) {
+        text += note + "\n";
+    }
+    out.write(text);
+}
+
+VR_DECLARE_PLUGIN(SummaryWriter)

@@ -1,0 +1,31 @@
+#pragma once
+
+// The "sum" result: every summary table as aligned text, in the order the tables arrive, with the
+// metric's banner in front of its tables and each table's notes around it. Standard output when the
+// host gives no output prefix, else "<prefix>.txt".
+
+#include <deque>
+#include <string>
+
+#include <vantrell/VantrellCore.h>
+
+#include "OutputFile.h"
+#include "TableGatherer.h"
+
+class SummaryWriter : public WriterPlugin {
+  public:
+    SummaryWriter();
+
+    int openOutput() override;
+    int closeOutput() override;
+
+  private:
+    int writeMessage(const pwr::MetricContainerInfoMessage& message) override;
+    int writeMessage(const pwr::TextMessage& message) override;
+    int writeMessage(const pwr::TableMessage& table) override;
+
+    void print_i(vantrell::plugins::GatheredTable const& table);
+
+    vantrell::plugins::OutputFile out;
+    vantrell::plugins::TableGatherer gatherer;
+};
