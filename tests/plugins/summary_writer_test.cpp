@@ -90,10 +90,14 @@ TEST_F(SummaryWriterTest, PrintsTitleNotesHeaderAndRightAlignedRows) {
 }
 
 // A table with several fields per entity (the transposed layouts) names each column after its entity;
-// a metric's banner, a table without rows and a text message all appear, in arrival order.
+// a metric's banner and notes, a table without rows and a text message all appear, in arrival order.
 TEST_F(SummaryWriterTest, KeepsEveryMessageInOrderAndNamesEntityColumns) {
+    pwr::TextNotes metricNotes;
+    metricNotes.addPreTableNote("RAPL energy counters");
+    metricNotes.addPostTableNote("End of power");
     pwr::MetricContainerInfoMessage info;
     info.setContainerHeader("Power");
+    info.setTextInfo(&metricNotes);
     push(info);
     pwr::TableMessage rates("Average rate", nullptr);
     ASSERT_EQ(vrtest::buildTable(rates, {cpu1, cpu0},
@@ -111,15 +115,21 @@ TEST_F(SummaryWriterTest, KeepsEveryMessageInOrderAndNamesEntityColumns) {
     pwr::TableMessage empty("Nothing here", nullptr);
     ASSERT_EQ(vrtest::buildTable(empty, {}, {{"A", DataType::INT}, {"B", DataType::INT}}), 0);
     push(empty);
+    pwr::MetricContainerInfoMessage next;
+    next.setContainerHeader("Next");
+    push(next);
     scope->stream().pushTextMessage("done");
 
     EXPECT_EQ(finish(),
               "\n=====\nPower\n=====\n"
+              "RAPL energy counters\n"
               "\nAverage rate\n"
               "Domain   cpu0 Rate (W)  cpu0 Total (J)  cpu1 Rate (W)  cpu1 Total (J)\n"
               "package           5.00             100           6.00             120\n"
               "\nNothing here\n"
               "A  B\n"
+              "\nEnd of power\n"
+              "\n====\nNext\n====\n"
               "done\n");
 }
 
