@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <fstream>
 #include <memory>
 #include <set>
@@ -12,10 +13,15 @@
 #include "support/PluginLoader.h"
 #include "support/TableBuilder.h"
 #include "support/TestWriter.h"
+#include "vantrell/metric/DataElement.h"
+#include "vantrell/metric/Metric.h"
+#include "vantrell/record/SystemMetadata.h"
 #include "vantrell/value/EntityHandle.h"
 #include "vantrell/value/Formatter.h"
+#include "vantrell/value/UniqueId.h"
 #include "vantrell/writer/TableMessage.h"
 #include "vantrell/writer/TextNotes.h"
+#include "vantrell/writer/WriterInterfaceConfigFileParser.h"
 #include "vantrell/writer/WriterMessage.h"
 #include "vantrell/writer/WriterPlugin.h"
 #include "vantrell/writer/WriterStream.h"
@@ -26,6 +32,9 @@ using pwr::DataType;
 
 class SummaryWriterTest : public ::testing::Test {
   protected:
+    // Handle cells name their entity through the registry.
+    static void SetUpTestSuite() { pwr::UniqueId::initialize(); }
+
     void SetUp() override {
         ASSERT_NE(module.get(), nullptr);
         module.get()->setCommandlineParams("output=" + prefix + "\nresults=sum\ninterval=100\n");
@@ -131,6 +140,44 @@ TEST_F(SummaryWriterTest, KeepsEveryMessageInOrderAndNamesEntityColumns) {
               "\nEnd of power\n"
               "\n====\nNext\n====\n"
               "done\n");
+}
+
+// The whole road: a metric's accumulator builds a transposed table (entities as rows, values as
+// columns) and pushes its head and each row; the writer prints it as one table.
+TEST_F(SummaryWriterTest, PrintsATransposedTableOfAMetric) {
+    const std::string config = prefix + ".cfg";
+    std::ofstream(config) << "ALL_power_pkg_NUMBER-OF-OCCURENCES_TITLE=Pkg\n"
+                             "ALL_power_pkg_NUMBER-OF-OCCURENCES_TRANSPOSE=YES\n"
+                             "ALL_power_pkg_NUMBER-OF-OCCURENCES_PRE-TABLE-TEXT=Samples per value\n"
+                             "ALL_power_pkg_SAMPLE-COUNT_TABLE=NO\n"
+                             "ALL_power_pkg_MIN-MAX-AVG_TABLE=NO\n"
+                             "ALL_power_pkg_MIN-MAX_TABLE=NO\n"
+                             "ALL_power_pkg_RELATIVE-FREQUENCY-PERCENTAGE_TABLE=NO\n"
+                             "ALL_power_pkg_APPROXIMATED-RESIDENCY_TABLE=NO\n";
+    pwr::SystemMetadata machine;
+    machine.vraClockFreqMHz = 1.0f;
+    ASSERT_EQ(pwr::WriterInterfaceConfigFileParser::instance()->parse({config}, machine), 0);
+    {
+        pwr::Metric metric("Package power", pwr::Metric::SampledValue, "pkg", "power", machine, nullptr);
+        unsigned long long ts = 1000;
+        for (auto [entity, value] : {std::pair{cpu0, 1u}, {cpu1, 2u}, {cpu0, 2u}, {cpu0, 2u}}) {
+            pwr::DataElement element(entity, nullptr);
+            element.setValue(static_cast<unsigned long long>(value));
+            ASSERT_EQ(metric.setData(ts += 1000, element, 1000), 0);
+        }
+        ASSERT_EQ(metric.finalize(), 0);
+    }
+    pwr::WriterInterfaceConfigFileParser::instance()->destroy();
+    std::remove(config.c_str());
+
+    // cpu0 saw 1 once and 2 twice, cpu1 saw 2 once; the entity column has no name.
+    EXPECT_EQ(finish(),
+              "\n=============\nPackage power\n=============\n"
+              "\nPkg Summary - Sampled: Counts\n"
+              "Samples per value\n"
+              "      1  2\n"
+              "cpu0  1  2\n"
+              "cpu1  0  1\n");
 }
 
 TEST(SummaryWriterStdout, WritesToStandardOutputWithoutPrefix) {
