@@ -156,4 +156,38 @@ TEST_F(CsvWriterTest, OverTimeLinesAreOnDiskWhileCollecting) {
     std::remove(config.c_str());
 }
 
+// Without an output prefix each table goes to standard output behind a "# <title>" line.
+TEST(CsvWriterStdout, WritesTablesToStandardOutputWithoutPrefix) {
+    vrtest::LoadedPlugin module("csv-writer");
+    ASSERT_NE(module.get(), nullptr);
+    module.get()->setCommandlineParams("output=\nresults=csv\n");
+    ASSERT_EQ(module.as<WriterPlugin>()->openOutput(), 0);
+    pwr::TableMessage table("Counts, all", nullptr);
+    ASSERT_EQ(vrtest::buildTable(table, {}, {{"Value", DataType::STRING}, {"Count", DataType::UINT}}), 0);
+    ::testing::internal::CaptureStdout();
+    {
+        vrtest::ScopedWriterStream scope({module.as<WriterPlugin>()});
+        scope.stream().pushMessage(table);
+        table.setFieldValue(0u, "x\"y");
+        table.setFieldValue(1u, 3u);
+        scope.stream().pushMessage(table);
+    }
+    EXPECT_EQ(::testing::internal::GetCapturedStdout(),
+              "# Counts, all\r\nValue,Count\r\n\"x\"\"y\",3\r\n\r\n");
+}
+
+// An output that can't be made is refused at openOutput, so that the host stops before collecting.
+TEST(WriterOutput, UnwritablePrefixFailsToOpen) {
+    for (const char* name : {"csv-writer", "summary-writer"}) {
+        SCOPED_TRACE(name);
+        vrtest::LoadedPlugin module(name);
+        ASSERT_NE(module.get(), nullptr);
+        module.get()->setCommandlineParams("output=/nonexistent-vantrell-dir/run\nresults=sum,csv,int\n");
+        ::testing::internal::CaptureStderr();
+        EXPECT_NE(module.as<WriterPlugin>()->openOutput(), 0);
+        EXPECT_NE(::testing::internal::GetCapturedStderr().find("/nonexistent-vantrell-dir/run"),
+                  std::string::npos);
+    }
+}
+
 }  // namespace

@@ -222,6 +222,7 @@ void CsvWriter::writeTable_i(vantrell::plugins::GatheredTable const& table) {
             }
         }
         index.write(record({file.getPath(), table.title, notes}));
+        index.flush();  // whole after each table, should the collection be stopped hard
     }
 }
 
