@@ -10,6 +10,7 @@
 #include <set>
 #include <sstream>
 #include <string>
+#include <tuple>
 
 #include "support/PluginLoader.h"
 #include "support/TableBuilder.h"
@@ -78,13 +79,6 @@ class CsvWriterTest : public ::testing::Test {
     pwr::EntityHandle* cpu1 = pwr::EntityHandle::create("cpu1", nullptr);
     pwr::RealFormatter twoDecimals{0, 2};
 };
-
-TEST_F(CsvWriterTest, OffersCsvInTheIntGroup) {
-    Plugin::Capabilities found;
-    module.get()->getAllCapabilities(found, "int");
-    ASSERT_EQ(found.size(), 1u);
-    EXPECT_EQ(found[0]->getName(), "csv");
-}
 
 // One file per table (titles of one slug numbered), one header row with entity-named columns, RFC 4180
 // quoting, a reset cell empty, a table without rows still a file with its header, and an index.
@@ -176,12 +170,20 @@ TEST(CsvWriterStdout, WritesTablesToStandardOutputWithoutPrefix) {
               "# Counts, all\r\nValue,Count\r\n\"x\"\"y\",3\r\n\r\n");
 }
 
-// An output that can't be made is refused at openOutput, so that the host stops before collecting.
-TEST(WriterOutput, UnwritablePrefixFailsToOpen) {
-    for (const char* name : {"csv-writer", "summary-writer"}) {
+// Each module offers one capability, found by the -r words the host matches ("int" is csv's group);
+// an output that can't be made is refused at openOutput, so that the host stops before collecting.
+TEST(WriterModules, OfferTheirCapabilityAndRefuseAnUnwritablePrefix) {
+    for (auto [name, word, capability] :
+         {std::tuple{"csv-writer", "int", "csv"}, {"summary-writer", "sum", "sum"}}) {
         SCOPED_TRACE(name);
         vrtest::LoadedPlugin module(name);
         ASSERT_NE(module.get(), nullptr);
+        Plugin::Capabilities found;
+        module.get()->getAllCapabilities(found);
+        module.get()->getAllCapabilities(found, word);
+        ASSERT_EQ(found.size(), 2u);
+        EXPECT_EQ(found[0], found[1]);
+        EXPECT_EQ(found[0]->getName(), capability);
         module.get()->setCommandlineParams("output=/nonexistent-vantrell-dir/run\nresults=sum,csv,int\n");
         ::testing::internal::CaptureStderr();
         EXPECT_NE(module.as<WriterPlugin>()->openOutput(), 0);

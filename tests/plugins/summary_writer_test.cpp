@@ -61,13 +61,6 @@ class SummaryWriterTest : public ::testing::Test {
     pwr::RealFormatter twoDecimals{0, 2};
 };
 
-TEST_F(SummaryWriterTest, OffersOneCapabilityNamedSum) {
-    Plugin::Capabilities found;
-    module.get()->getAllCapabilities(found);
-    ASSERT_EQ(found.size(), 1u);
-    EXPECT_EQ(found[0]->getName(), "sum");
-}
-
 // One value per entity: the entities are the columns; notes frame the table; a reset cell is empty and
 // a long text widens its column instead of being cut.
 TEST_F(SummaryWriterTest, PrintsTitleNotesHeaderAndRightAlignedRows) {
