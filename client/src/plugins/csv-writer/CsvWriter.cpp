@@ -134,8 +134,9 @@ int CsvWriter::writeMessage(const pwr::SystemMessage& message) {
     return 0;
 }
 
-// One line per element: seconds since the collection started, the metric, whose value it is, what
-// it is (descriptor), the value as the metric formats it, the unit and the element's duration.
+// One line per element: seconds since the collection started, the metric, whose value it is (the
+// qualified name, as the summary tables show it), what it is (descriptor), the value (reals in full),
+// the unit and the element's duration.
 int CsvWriter::writeMessage(const pwr::Metric& metric) {
     if (!overTime) {
         return 0;
@@ -153,7 +154,7 @@ int CsvWriter::writeMessage(const pwr::Metric& metric) {
         line += ',';
         appendField(line, metric.getName());
         line += ',';
-        appendField(line, element->getEntity() != nullptr ? element->getEntity()->getName() : "");
+        appendField(line, element->getEntity() != nullptr ? element->getEntity()->getQualifiedName() : "");
         line += ',';
         appendField(line, element->getDescriptor() != nullptr ? element->getDescriptor()->getName() : "");
         line += ',';
