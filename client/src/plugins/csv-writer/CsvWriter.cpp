@@ -2,6 +2,7 @@
 
 #include <cctype>
 #include <cstdio>
+#include <cstdlib>
 
 #include "LinuxPluginProtocol.h"
 
@@ -52,6 +53,29 @@ std::string slugOf(std::string const& title) {
     return slug.empty() ? "table" : slug;
 }
 
+// The shortest text that reads back as the same double: the over-time file keeps every digit a
+// real value has, where the default cell formatter would round to one decimal.
+std::string exactReal(double value) {
+    char text[40];
+    for (int digits = 15; digits <= 17; ++digits) {
+        std::snprintf(text, sizeof(text), "%.*g", digits, value);
+        if (std::strtod(text, nullptr) == value) {
+            break;
+        }
+    }
+    return text;
+}
+
+// A value for the over-time file: reals in full, everything else as its formatter writes it.
+void valueText(pwr::Data const& data, std::string& out) {
+    double real = 0;
+    if (data.getType() == pwr::DataType::REAL && data.isSet() && data.isValid() && data.toReal(real) == 0) {
+        out = exactReal(real);
+    } else {
+        data.toFormattedString(out);
+    }
+}
+
 bool listed(std::string const& list, std::string const& word) {
     size_t begin = 0;
     while (begin <= list.size()) {
@@ -87,7 +111,7 @@ int CsvWriter::openOutput() {
         if (!index.open(prefix, "-tables.csv")) {
             return 1;
         }
-        index.write(record({"file", "title"}));
+        index.write(record({"file", "title", "notes"}));
     }
     if (overTime) {
         if (!points.open(prefix, prefix.empty() ? "" : "-int.csv")) {
@@ -110,18 +134,18 @@ int CsvWriter::writeMessage(const pwr::SystemMessage& message) {
     return 0;
 }
 
-// One line per element: seconds since the collection started, the metric, whose value it is, what
-// it is (descriptor), the value as the metric formats it, the unit and the element's duration.
+// One line per element: seconds since the collection started, the metric, whose value it is (the
+// qualified name, as the summary tables show it), what it is (descriptor), the value (reals in full),
+// the unit and the element's duration.
 int CsvWriter::writeMessage(const pwr::Metric& metric) {
     if (!overTime) {
         return 0;
     }
     const pwr::DataPoint& point = metric.getData();
     const double ticksPerSecond = system != nullptr ? system->vraClockFreqMHz * 1e6 : 0.0;
-    char time[32] = "";
+    std::string time;  // six decimals; no fixed buffer, whatever the clock makes of the ticks
     if (ticksPerSecond > 0 && point.getTimestamp() >= system->startTSC) {
-        std::snprintf(time, sizeof(time), "%.6f",
-                      static_cast<double>(point.getTimestamp() - system->startTSC) / ticksPerSecond);
+        time = std::to_string(static_cast<double>(point.getTimestamp() - system->startTSC) / ticksPerSecond);
     }
     const std::string unit = metric.getQuantity() != nullptr ? metric.getQuantity()->toUnitsString() : "";
     std::string value;
@@ -130,13 +154,13 @@ int CsvWriter::writeMessage(const pwr::Metric& metric) {
         line += ',';
         appendField(line, metric.getName());
         line += ',';
-        appendField(line, element->getEntity() != nullptr ? element->getEntity()->getName() : "");
+        appendField(line, element->getEntity() != nullptr ? element->getEntity()->getQualifiedName() : "");
         line += ',';
         appendField(line, element->getDescriptor() != nullptr ? element->getDescriptor()->getName() : "");
         line += ',';
         value.clear();
         if (element->getValue() != nullptr) {
-            element->getValue()->toFormattedString(value);
+            valueText(*element->getValue(), value);
         }
         appendField(line, value);
         line += ',';
@@ -176,7 +200,8 @@ std::string CsvWriter::uniqueSlug_i(std::string const& title) {
     return slug;
 }
 
-// Notes don't go into the file: a CSV file holds the header and the rows only.
+// Notes don't go into the file, which holds the header and the rows only: the index keeps them, the
+// notes before the table and those after it one a line.
 void CsvWriter::writeTable_i(vantrell::plugins::GatheredTable const& table) {
     std::string text = record(table.columns);
     for (auto const& row : table.rows) {
@@ -191,7 +216,14 @@ void CsvWriter::writeTable_i(vantrell::plugins::GatheredTable const& table) {
     const std::string name = "-" + uniqueSlug_i(table.title) + ".csv";
     if (file.open(prefix, name)) {
         file.write(text);
-        index.write(record({file.getPath(), table.title}));
+        std::string notes;
+        for (auto const* list : {&table.preNotes, &table.postNotes}) {
+            for (std::string const& note : *list) {
+                notes += (notes.empty() ? "" : "\n") + note;
+            }
+        }
+        index.write(record({file.getPath(), table.title, notes}));
+        index.flush();  // whole after each table, should the collection be stopped hard
     }
 }
 

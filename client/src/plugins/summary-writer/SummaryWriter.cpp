@@ -32,15 +32,34 @@ int SummaryWriter::openOutput() {
 }
 
 int SummaryWriter::closeOutput() {
-    gatherer.finish();
+    endMetric_i();
     return out.close() ? 0 : 1;
 }
 
-int SummaryWriter::writeMessage(const pwr::MetricContainerInfoMessage& message) {
+void SummaryWriter::endMetric_i() {
     gatherer.finish();
-    if (!message.getContainerHeader().empty()) {
-        out.write("\n" + message.getContainerHeader() + "\n");
+    std::string text = metricPostNotes.empty() ? "" : "\n";
+    for (std::string const& note : metricPostNotes) {
+        text += note + "\n";
     }
+    metricPostNotes.clear();
+    out.write(text);
+}
+
+// The metric's banner and its own notes: those before its tables now, those after them once its last
+// table is out.
+int SummaryWriter::writeMessage(const pwr::MetricContainerInfoMessage& message) {
+    endMetric_i();
+    std::string text = message.getContainerHeader().empty() ? "" : "\n" + message.getContainerHeader() + "\n";
+    if (pwr::TextNotes const* notes = message.getTextInfo()) {
+        std::vector<std::string> pre;
+        notes->getPreTableNotes(pre);
+        notes->getPostTableNotes(metricPostNotes);
+        for (std::string const& note : pre) {
+            text += note + "\n";
+        }
+    }
+    out.write(text);
     return 0;
 }
 
