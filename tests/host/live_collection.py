@@ -51,7 +51,7 @@ def read_csv(path):
 
 
 def table_file(prefix, title_start):
-    for path, title in read_csv(prefix + "-tables.csv")[1:]:
+    for path, title, *_ in read_csv(prefix + "-tables.csv")[1:]:
         if title.startswith(title_start):
             return read_csv(path)
     failures.append(f"no table titled {title_start!r}")
