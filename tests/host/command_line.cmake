@@ -81,7 +81,7 @@ set(cases
   "-s 1.2.3 => vantrell: --startdelay: \"1.2.3\" is not a number of seconds from 0"
   "--program-delay 1 => vantrell: --program-delay: waits for a program, and no -p/--program was given"
   "-o => vantrell: --output: .*missing"
-  "-i run.vrr => vantrell: --input: not available yet: .+"
+  "--no-post-processing => vantrell: --no-post-processing: keeps only the result file of a collection, which needs -o/--output and no -i/--input"
   "-t 1 -f no-such-feature => vantrell: --feature: \"no-such-feature\" is no feature or feature group that this machine offers \\(.*\\)"
   "-t 1 -r no-such-format => vantrell: --result: \"no-such-format\" is not a result format here \\(.*\\)")
 foreach(case IN LISTS cases)

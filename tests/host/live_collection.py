@@ -5,6 +5,9 @@ live     a one-second collection of C-states and CPU time: the numbers must make
          with /proc/stat read here
 sigint   Ctrl-C in the middle of an open-ended collection still prints every table
 program  -p ends the collection when the program ends
+replay   -i of a collection's result file prints byte for byte the tables the collection printed
+killed   a collection killed with SIGKILL leaves a file that replays up to its last batch
+damaged  a truncated, flipped or foreign file: a clear message, status 1, no crash
 
 Usage: live_collection.py VANTRELL MODE
 """
@@ -144,7 +147,62 @@ def program():
     check(elapsed < 5, f"-p sleep 0.5 took {elapsed:.1f} s")
 
 
-{"live": live, "sigint": sigint, "program": program}[MODE]()
+def host(*args, timeout=30):
+    return subprocess.run([VANTRELL, *args], capture_output=True, timeout=timeout)
+
+
+def replay():
+    with tempfile.TemporaryDirectory() as tmp:
+        prefix = os.path.join(tmp, "run")
+        live_run = host("-t", "1", "-o", prefix, "-r", "sum")
+        check(live_run.returncode == 0, f"collection: {live_run.stderr}")
+        again = host("-i", prefix + ".vrr", "-r", "sum")
+        check(again.returncode == 0, f"replay status {again.returncode}: {again.stderr}")
+        with open(prefix + ".txt", "rb") as f:
+            printed = f.read()
+        check(b"Summary" in printed and again.stdout == printed, "the replay printed other tables")
+
+
+def killed():
+    with tempfile.TemporaryDirectory() as tmp:
+        prefix = os.path.join(tmp, "run")
+        collection = subprocess.Popen([VANTRELL, "-f", "cpu", "-o", prefix], stderr=subprocess.DEVNULL)
+        time.sleep(1.5)
+        collection.kill()
+        collection.wait()
+        again = host("-i", prefix + ".vrr")
+        check(again.returncode == 0, f"replay status {again.returncode}: {again.stderr}")
+        check(b"was cut short" in again.stderr, f"no note of the cut: {again.stderr}")
+        body = again.stdout.decode()
+        check("CPU Utilization Summary" in body and body.count("Thread_") >= len(proc_stat()),
+              f"the replay lost the collected tables:\n{body}")
+
+
+def damaged():
+    with tempfile.TemporaryDirectory() as tmp:
+        prefix = os.path.join(tmp, "run")
+        check(host("-t", "0.5", "-f", "cpu", "-o", prefix).returncode == 0, "collection failed")
+        with open(prefix + ".vrr", "rb") as f:
+            whole = f.read()
+        broken = os.path.join(tmp, "broken.vrr")
+        cases = [whole[:cut] for cut in range(0, len(whole), 4096)]
+        cases += [whole[:at] + bytes([whole[at] ^ 0xFF]) + whole[at + 1:] for at in range(100, len(whole), 997)]
+        cases.append(b"SQLite format 3\0" + b"garbage" * 100)
+        for number, image in enumerate(cases):
+            with open(broken, "wb") as f:
+                f.write(image)
+            run = host("-i", broken)
+            # A flipped byte may land where nothing is read: then the replay is simply whole.
+            if run.returncode == 0:
+                continue
+            check(run.returncode == 1, f"case {number}: status {run.returncode}: {run.stderr[-300:]}")
+            check(b"vantrell: " in run.stderr, f"case {number}: no message")
+        missing = host("-i", os.path.join(tmp, "missing.vrr"))
+        check(missing.returncode == 1 and b"cannot open" in missing.stderr, f"missing file: {missing.stderr}")
+
+
+{"live": live, "sigint": sigint, "program": program, "replay": replay, "killed": killed,
+ "damaged": damaged}[MODE]()
 for failure in failures:
     print("FAIL:", failure)
 sys.exit(1 if failures else 0)

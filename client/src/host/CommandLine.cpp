@@ -23,18 +23,12 @@ using pwr::usage::Option;
 
 const char kNoConnectedStandby[] = "Connected Standby does not exist on Linux";
 const char kNoUsageProgram[] = "this build takes part in no usage insights programme";
-const char kNoResultFiles[] = "not available yet: this host writes no result files";
 
 // Table options that this host refuses, with the reason it gives.
 const std::vector<std::pair<const char*, const char*>> kRefused = {
-    {"--enable-cstrace", kNoConnectedStandby},
-    {"--disable-cstrace", kNoConnectedStandby},
-    {"--auto-connected-standby", kNoConnectedStandby},
-    {"--revoke-usage-consent", kNoUsageProgram},
-    {"--update-usage-consent", kNoUsageProgram},
-    {"--skip-usage-collection", kNoUsageProgram},
-    {"--input", kNoResultFiles},
-    {"--no-post-processing", kNoResultFiles}};
+    {"--enable-cstrace", kNoConnectedStandby},         {"--disable-cstrace", kNoConnectedStandby},
+    {"--auto-connected-standby", kNoConnectedStandby}, {"--revoke-usage-consent", kNoUsageProgram},
+    {"--update-usage-consent", kNoUsageProgram},       {"--skip-usage-collection", kNoUsageProgram}};
 
 // Longest collection, delay or wait this host takes: beyond it the clocks' arithmetic would overflow.
 constexpr double kMaxSeconds = 1e9;
@@ -141,6 +135,8 @@ struct Parsed {
     CLI::Option* help = nullptr;
     CLI::Option* programOption = nullptr;
     CLI::Option* programDelay = nullptr;
+    CLI::Option* input = nullptr;
+    CLI::Option* noPostProcessing = nullptr;
 };
 
 // Adds a table option with a value; `target` receives it.
@@ -175,6 +171,8 @@ void addOptions(CLI::App& app, HostOptions& options, Parsed& parsed) {
             ""));
     addValue(app, "--result", parsed.results)->allow_extra_args(false);
     addValue(app, "--log", options.logFile);
+    parsed.input = addValue(app, "--input", options.input);
+    parsed.noPostProcessing = addFlag(app, "--no-post-processing", options.noPostProcessing);
     addFlag(app, "--print-fms", options.printFms);
     std::vector<Option> own = hostOnlyOptions();
     app.add_option(own[0].getName(), options.verbosity, own[0].getAttribute(Option::DESCRIPTION))
@@ -201,6 +199,11 @@ CommandLineResult finish(Parsed& parsed, HostOptions& options, int argc, char** 
     }
     if (parsed.programDelay->count() > 0 && parsed.programOption->count() == 0) {
         err << "vantrell: --program-delay: waits for a program, and no -p/--program was given\n";
+        return CommandLineResult::ExitUsage;
+    }
+    if (options.noPostProcessing && (options.output.empty() || !options.input.empty())) {
+        err << "vantrell: --no-post-processing: keeps only the result file of a collection, which needs "
+               "-o/--output and no -i/--input\n";
         return CommandLineResult::ExitUsage;
     }
     options.debugAreas.insert(parsed.debugAreas.begin(), parsed.debugAreas.end());

@@ -24,6 +24,8 @@ struct HostOptions {
     std::vector<std::string> program;  // -p executable and its arguments
     std::string output;                // -o prefix; empty: standard output
     std::vector<std::string> results;  // -r, split at commas; empty: "sum"
+    std::string input;                 // -i: replay this result file instead of collecting
+    bool noPostProcessing = false;
     std::string logFile;
     bool printFms = false;
     bool help = false;  // -h in console form: the host adds this machine's features and formats

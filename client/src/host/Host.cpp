@@ -64,6 +64,8 @@ constexpr char kLinuxConfig[] = "collection/vantrell-linux.cfg";
 constexpr char kTraceConfig[] = "collection/vantrell-trace.cfg";
 constexpr char kOutputConfig[] = "output/vantrell-output.cfg";
 constexpr char kTraceOperation[] = "KTRACE";
+// The exit status when this machine offers no source at all (make run then replays the sample).
+constexpr int kNothingToCollect = 3;
 
 }  // namespace
 
@@ -77,6 +79,9 @@ Host::~Host() {
     if (stream != nullptr) {
         environment.setWriterStream(nullptr);
         WriterStream::destroy(stream);
+    }
+    if (recording != nullptr && !recording->close()) {
+        std::fprintf(stderr, "vantrell: %s\n", recording->error().c_str());
     }
     if (parsed) {
         pwr::VRConfigFileParser::instance()->destroy();
@@ -135,7 +140,13 @@ int Host::setUp(bool collecting) {
         options.results.push_back("sum");
     }
 
-    machine = describeMachine({options.intervalMs, options.maxDetail, options.commandLine});
+    if (!options.input.empty()) {
+        if (const int status = openInput_i()) {
+            return status;
+        }
+    } else {
+        machine = describeMachine({options.intervalMs, options.maxDetail, options.commandLine});
+    }
     modules.loadDirectory(exeDir + "/plugins");
     const std::string params = pluginParams_i();
     for (Plugin* plugin : modules.all()) {
@@ -159,6 +170,9 @@ int Host::setUp(bool collecting) {
     if (const int status = collecting ? openWriters_i() : 0) {
         return status;
     }
+    if (const int status = collecting ? openRecording_i() : 0) {
+        return status;
+    }
     if (stream == nullptr) {
         stream = WriterStream::create(writerSet);
         environment.setWriterStream(stream);
@@ -173,6 +187,11 @@ int Host::setUp(bool collecting) {
     stream->pushMessage(system);
     pwr::DataHandleProvider::initTopology(machine);
     pwr::DataHandleProvider::addStream(stream);
+    // After the topology has its entities: a tree without them doesn't read back.
+    if (recording != nullptr) {
+        recording->writeSystemMetadata(machine);
+        recording->flush();
+    }
     return 0;
 }
 
@@ -214,6 +233,17 @@ int Host::openWriters_i() {
 int Host::parseConfigurations_i() {
     std::vector<std::string> files{dataFile(exeDir, kLinuxConfig)};
     std::string const output = dataFile(exeDir, kOutputConfig);
+    parsed = true;
+    if (input != nullptr) {
+        // A replay collects nothing: the stored messages stand for the collection configuration.
+        if (output.empty() ||
+            pwr::WriterInterfaceConfigFileParser::instance()->parse({output}, machine) != 0) {
+            std::fprintf(stderr, "vantrell: the output configuration can't be read (%s)\n", output.c_str());
+            return 1;
+        }
+        platformNames = machine.platformName.empty() ? "FMS=ALL" : machine.platformName;
+        return 0;
+    }
     if (files[0].empty() || output.empty()) {
         std::fprintf(stderr, "vantrell: no configuration found (%s, %s); set VANTRELL_DATA_DIR\n",
                      kLinuxConfig, kOutputConfig);
@@ -230,7 +260,6 @@ int Host::parseConfigurations_i() {
     if (tracing && !trace.empty()) {
         files.push_back(trace);
     }
-    parsed = true;
     if (pwr::VRConfigFileParser::instance()->parse(files, modules.collectors(), machine) != 0) {
         std::fprintf(stderr, "vantrell: the collection configuration can't be read (%s)\n",
                      joined(files).c_str());
@@ -349,20 +378,132 @@ void Host::printHelp(std::ostream& out) {
     }
 }
 
+MetricPlugin::Pairs Host::collectionParams_i() const {
+    return {{"platform", platformNames},
+            {"detail", options.maxDetail ? "1" : "0"},
+            {"interval", std::to_string(options.intervalMs)}};
+}
+
+int Host::openInput_i() {
+    input = std::make_unique<store::ResultReader>();
+    const bool opened = input->open(options.input);
+    for (std::string const& problem : input->problems()) {
+        std::fprintf(stderr, "vantrell: %s\n", problem.c_str());
+    }
+    const size_t problemsShown = input->problems().size();
+    if (!opened) {
+        return 1;
+    }
+    std::unique_ptr<pwr::SystemMetadata> stored = input->readSystemMetadata();
+    if (stored == nullptr) {
+        for (size_t i = problemsShown; i < input->problems().size(); ++i) {
+            std::fprintf(stderr, "vantrell: %s\n", input->problems()[i].c_str());
+        }
+        std::fprintf(stderr, "vantrell: %s holds no machine record to replay against\n",
+                     options.input.c_str());
+        return 1;
+    }
+    machine = *stored;
+    if (!input->wasClosed()) {
+        std::fprintf(stderr, "vantrell: %s was cut short: it holds the collection up to its last batch\n",
+                     options.input.c_str());
+    }
+    return 0;
+}
+
+// With -o a live collection is also kept in <prefix>.vrr, tables included.
+int Host::openRecording_i() {
+    if (options.output.empty() || input != nullptr) {
+        return 0;
+    }
+    recording = std::make_unique<store::ResultWriter>();
+    if (!recording->create(options.output + ".vrr", "vantrell " VR_HOST_VERSION, 1)) {
+        std::fprintf(stderr, "vantrell: %s\n", recording->error().c_str());
+        recording.reset();
+        return 1;
+    }
+    tableRecorder = std::make_unique<TableRecorder>(*recording);
+    writerSet.insert(tableRecorder.get());
+    return 0;
+}
+
+// Post-processing in the output configuration's feature order; features it doesn't name go last.
+void Host::postProcess_i(Running& running, MetricPlugin::Pairs const& params) {
+    std::deque<std::string> order;
+    pwr::WriterInterfaceConfigFileParser::instance()->getFeatureOrder(order);
+    auto rank = [&](std::string const& prefix) {
+        return std::find(order.begin(), order.end(), prefix) - order.begin();
+    };
+    std::stable_sort(running.begin(), running.end(),
+                     [&](auto const& a, auto const& b) { return rank(a.first) < rank(b.first); });
+    for (auto const& [prefix, metric] : running) {
+        metric->finalizeCollection(prefix, params, machine);
+    }
+}
+
+// The stored messages go through the metric plug-ins of this process as they went through those of
+// the collection; a stored sid is mapped to the plug-in that now takes the feature.
+int Host::replay_i() {
+    StoredPlan plan = readPlan(*input);
+    MetricPlugin::Pairs const params = collectionParams_i();
+    std::map<int, MetricPlugin*> bySid;
+    Running running;
+    for (std::string const& feature : plan.features) {
+        MetricPlugin* metric = nullptr;
+        auto const& stored = plan.messages[feature];
+        if (metricCapabilityFor_i(feature, metric) == nullptr) {
+            std::fprintf(stderr, "vantrell: no metric plug-in takes feature %s of %s; left out\n",
+                         feature.c_str(), options.input.c_str());
+            continue;
+        }
+        std::vector<pwr::InputMsg*> messages;
+        for (auto const& message : stored) {
+            messages.push_back(message.get());
+            bySid[message->getPluginID()] = metric;
+        }
+        std::vector<pwr::Metadata*> made;
+        const int status = metric->initializeCollection(messages, made, feature, params, machine);
+        records.insert(records.end(), made.begin(), made.end());
+        if (status == 0) {
+            running.emplace_back(feature, metric);
+        }
+    }
+    for (auto const& record : plan.otherRecords) {
+        auto const found = bySid.find(record->getPluginID());
+        if (found != bySid.end()) {
+            found->second->processMetadata(record.get());
+        }
+    }
+    input->forEachMessage([&](vr_driver_msg const* message, size_t) {
+        auto const found = bySid.find(message->source.byte0);
+        if (found != bySid.end()) {
+            MetricPluginHost::processMessage(*found->second, machine, message);
+        }
+    });
+    postProcess_i(running, params);
+    // What could be read has been shown; a damaged file still fails the run.
+    for (std::string const& problem : input->problems()) {
+        std::fprintf(stderr, "vantrell: %s\n", problem.c_str());
+    }
+    return input->ok() && !running.empty() ? 0 : 1;
+}
+
 int Host::collect() {
+    if (input != nullptr) {
+        return replay_i();
+    }
     std::vector<Feature> chosen;
     if (const int status = chooseFeatures_i(chosen)) {
         return status;
     }
     auto const* parser = pwr::VRConfigFileParser::instance();
-    MetricPlugin::Pairs const params = {{"platform", platformNames},
-                                        {"detail", options.maxDetail ? "1" : "0"},
-                                        {"interval", std::to_string(options.intervalMs)}};
+    MetricPlugin::Pairs const params = collectionParams_i();
     auto const detail = options.maxDetail ? pwr::COLLECTION_MAX_DETAIL : pwr::COLLECTION_NORMAL;
     CollectionPlan plan{options.timeSec,    options.startDelaySec, options.programDelaySec,
                         options.intervalMs, options.program,       {}};
     std::map<int, MetricPlugin*> bySid;
-    std::vector<std::pair<Feature, MetricPlugin*>> running;
+    Running running;
+    std::vector<std::string> names;
     int msgId = 0;
     for (Feature const& feature : chosen) {
         MetricPlugin* metric = nullptr;
@@ -403,45 +544,53 @@ int Host::collect() {
             if (taker == collectors.end()) {
                 std::fprintf(stderr, "vantrell: no collector reads %s; left out\n",
                              message->getFullName().c_str());
-            } else {
-                plan.messages[*taker].push_back(message);
+                continue;
+            }
+            plan.messages[*taker].push_back(message);
+            if (recording != nullptr) {
+                std::unique_ptr<pwr::MsgMetadata> stored(message->getMetadata());
+                stored->setCapName(feature.prefix);
+                recording->writeRecord(*stored);
+            }
+        }
+        if (recording != nullptr) {
+            for (pwr::Metadata* record : made) {
+                recording->writeRecord(*record);
             }
         }
         bySid[metric->getSID()] = metric;
-        running.emplace_back(feature, metric);
+        running.emplace_back(feature.prefix, metric);
+        names.push_back(feature.name);
     }
     if (running.empty() || plan.messages.empty()) {
         std::fprintf(stderr, "vantrell: nothing to collect on this machine\n");
-        return 1;
-    }
-    std::vector<std::string> names;
-    for (auto const& entry : running) {
-        names.push_back(entry.first.name);
+        return kNothingToCollect;
     }
     std::fprintf(stderr, "vantrell: collecting %s every %u ms%s\n", joined(names).c_str(), options.intervalMs,
                  options.timeSec > 0 ? "" : ", until Ctrl-C");
 
     auto deliver = [&](std::vector<char> const& bytes) {
-        plugins::forEachMessage(bytes.data(), bytes.size(), [&](vr_driver_msg const* message, size_t) {
+        plugins::forEachMessage(bytes.data(), bytes.size(), [&](vr_driver_msg const* message, size_t size) {
+            if (recording != nullptr) {
+                recording->appendMessage(message, size);
+            }
             auto const found = bySid.find(message->source.byte0);
-            if (found != bySid.end()) {
+            if (found != bySid.end() && !options.noPostProcessing) {
                 MetricPluginHost::processMessage(*found->second, machine, message);
             }
         });
+        // A batch a poll: a host that dies loses at most the poll it was in.
+        if (recording != nullptr) {
+            recording->flush();
+        }
     };
     const int status = runCollection(plan, machine, deliver);
-
-    // Post-processing in the output configuration's feature order; features it doesn't name go last.
-    std::deque<std::string> order;
-    pwr::WriterInterfaceConfigFileParser::instance()->getFeatureOrder(order);
-    auto rank = [&](std::string const& prefix) {
-        return std::find(order.begin(), order.end(), prefix) - order.begin();
-    };
-    std::stable_sort(running.begin(), running.end(), [&](auto const& a, auto const& b) {
-        return rank(a.first.prefix) < rank(b.first.prefix);
-    });
-    for (auto const& [feature, metric] : running) {
-        metric->finalizeCollection(feature.prefix, params, machine);
+    if (recording != nullptr) {
+        recording->writeSystemMetadata(machine);  // now with its stop times
+        recording->flush();
+    }
+    if (!options.noPostProcessing) {
+        postProcess_i(running, params);
     }
     return status;
 }

@@ -17,6 +17,8 @@
 #include "CommandLine.h"
 #include "ConsoleLogger.h"
 #include "PluginModules.h"
+#include "Recording.h"
+#include "ResultStore.h"
 
 namespace vantrell {
 
@@ -33,7 +35,8 @@ class Host {
     // The console help of the option tables, then what this machine offers: features, feature
     // groups and result formats.
     void printHelp(std::ostream& out);
-    // Collects the chosen features and post-processes them. The exit status.
+    // Collects the chosen features, or replays the file of -i, and post-processes them. The exit
+    // status.
     int collect();
 
   private:
@@ -44,7 +47,14 @@ class Host {
         std::string description;
     };
 
+    using Running = std::vector<std::pair<std::string, MetricPlugin*>>;  // feature prefix, its plug-in
+
     void setUpLogging_i();
+    int openInput_i();
+    int openRecording_i();
+    int replay_i();
+    void postProcess_i(Running& running, MetricPlugin::Pairs const& params);
+    MetricPlugin::Pairs collectionParams_i() const;
     int openWriters_i();
     int parseConfigurations_i();
     std::vector<Feature> offeredFeatures_i() const;
@@ -65,6 +75,9 @@ class Host {
     pwr::SystemMetadata machine;
     std::string platformNames;
     std::vector<pwr::Metadata*> records;
+    std::unique_ptr<store::ResultReader> input;
+    std::unique_ptr<store::ResultWriter> recording;
+    std::unique_ptr<TableRecorder> tableRecorder;
     bool parsed = false;
 };
 
