@@ -8,8 +8,10 @@ program  -p ends the collection when the program ends
 replay   -i of a collection's result file prints byte for byte the tables the collection printed
 killed   a collection killed with SIGKILL leaves a file that replays up to its last batch
 damaged  a truncated, flipped or foreign file: a clear message, status 1, no crash
+golden   the shipped sample recording replayed into every result format gives the golden files
+         (VR_UPDATE_GOLDEN=1 rewrites them)
 
-Usage: live_collection.py VANTRELL MODE
+Usage: live_collection.py VANTRELL MODE [SOURCE_DIR]
 """
 import csv
 import os
@@ -56,7 +58,7 @@ def read_csv(path):
 def table_file(prefix, title_start):
     for path, title, *_ in read_csv(prefix + "-tables.csv")[1:]:
         if title.startswith(title_start):
-            return read_csv(path)
+            return read_csv(os.path.join(os.path.dirname(prefix), path))
     failures.append(f"no table titled {title_start!r}")
     return [[]]
 
@@ -201,7 +203,27 @@ def damaged():
         check(missing.returncode == 1 and b"cannot open" in missing.stderr, f"missing file: {missing.stderr}")
 
 
-{"live": live, "sigint": sigint, "program": program, "replay": replay, "killed": killed,
+def golden():
+    source = sys.argv[3]
+    golden_dir = os.path.join(source, "tests", "host", "golden")
+    with tempfile.TemporaryDirectory() as tmp:
+        run = host("-i", os.path.join(source, "data", "sample", "recording.vrr"), "-o", os.path.join(tmp, "run"),
+                   "-r", "sum,csv,trace,prom")
+        check(run.returncode == 0, f"replay status {run.returncode}: {run.stderr}")
+        made = sorted(os.listdir(tmp))
+        if os.environ.get("VR_UPDATE_GOLDEN") == "1":
+            for name in os.listdir(golden_dir):
+                os.remove(os.path.join(golden_dir, name))
+            for name in made:
+                with open(os.path.join(tmp, name), "rb") as f, open(os.path.join(golden_dir, name), "wb") as g:
+                    g.write(f.read())
+        check(made == sorted(os.listdir(golden_dir)), f"files {made} against {sorted(os.listdir(golden_dir))}")
+        for name in made:
+            with open(os.path.join(tmp, name), "rb") as f, open(os.path.join(golden_dir, name), "rb") as g:
+                check(f.read() == g.read(), f"{name} differs from its golden file")
+
+
+{"golden": golden, "live": live, "sigint": sigint, "program": program, "replay": replay, "killed": killed,
  "damaged": damaged}[MODE]()
 for failure in failures:
     print("FAIL:", failure)

@@ -316,6 +316,10 @@ int Host::chooseFeatures_i(std::vector<Feature>& chosen) const {
                 chosen.push_back(feature);
             }
         }
+        if (!found && options.features.empty()) {
+            std::fprintf(stderr, "vantrell: this machine offers none of the default features\n");
+            return kNothingToCollect;
+        }
         if (!found) {
             std::vector<std::string> names;
             for (Feature const& feature : offered) {

@@ -222,7 +222,9 @@ void CsvWriter::writeTable_i(vantrell::plugins::GatheredTable const& table) {
                 notes += (notes.empty() ? "" : "\n") + note;
             }
         }
-        index.write(record({file.getPath(), table.title, notes}));
+        // The name beside the index, so that the files can move together.
+        const std::string& path = file.getPath();
+        index.write(record({path.substr(path.rfind('/') + 1), table.title, notes}));
         index.flush();  // whole after each table, should the collection be stopped hard
     }
 }
