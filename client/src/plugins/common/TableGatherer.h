@@ -88,4 +88,24 @@ class TableGatherer {
     bool open = false;
 };
 
+// A writer that writes whole tables: it gathers each pushed head and row and gets every finished
+// table through the sink it was made with.
+class GatheringWriter : public WriterPlugin {
+  protected:
+    GatheringWriter(std::string uuid, TableGatherer::Sink sink)
+        : WriterPlugin(std::move(uuid)), gatherer(std::move(sink)) {}
+
+    void gather(pwr::TableMessage const& table) {
+        std::deque<std::string> titles;
+        std::deque<std::string> values;
+        getColumnTitles(table, titles);
+        if (table.getTableMessageType() != pwr::TableMessageType::NO_DATA) {
+            getRowValues(table, values);
+        }
+        gatherer.add(table, titles, values);
+    }
+
+    TableGatherer gatherer;
+};
+
 }  // namespace vantrell::plugins

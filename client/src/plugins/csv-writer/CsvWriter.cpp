@@ -92,7 +92,7 @@ bool listed(std::string const& list, std::string const& word) {
 }  // namespace
 
 CsvWriter::CsvWriter()
-    : WriterPlugin("vantrell-csv-writer"), gatherer([this](auto const& table) { writeTable_i(table); }) {
+    : GatheringWriter("vantrell-csv-writer", [this](auto const& table) { writeTable_i(table); }) {
     auto* capability = new pwr::WriterPluginCapability(
         {pwr::TABLE_CLASS_DEFAULT}, "csv", "Summary tables as CSV, one file a table", ".csv", true);
     capability->addGroupName("int");
@@ -181,13 +181,7 @@ int CsvWriter::writeMessage(const pwr::TableMessage& table) {
     if (!summaries) {
         return 0;
     }
-    std::deque<std::string> titles;
-    std::deque<std::string> values;
-    getColumnTitles(table, titles);
-    if (table.getTableMessageType() != pwr::TableMessageType::NO_DATA) {
-        getRowValues(table, values);
-    }
-    gatherer.add(table, titles, values);
+    gather(table);
     return 0;
 }
 

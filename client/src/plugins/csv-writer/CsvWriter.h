@@ -16,7 +16,7 @@
 #include "OutputFile.h"
 #include "TableGatherer.h"
 
-class CsvWriter : public WriterPlugin {
+class CsvWriter : public vantrell::plugins::GatheringWriter {
   public:
     CsvWriter();
 
@@ -38,7 +38,6 @@ class CsvWriter : public WriterPlugin {
     const pwr::SystemMetadata* system = nullptr;
     vantrell::plugins::OutputFile index;
     vantrell::plugins::OutputFile points;
-    vantrell::plugins::TableGatherer gatherer;
     std::set<std::string> slugs;
     std::string line;  // reused for every over-time line
 };

@@ -16,7 +16,6 @@ namespace {
 
 namespace om = openmetrics;
 
-constexpr int kMaxCpuScan = 65536;
 constexpr char kSummary[] = " Summary";
 
 // Column titles of the built-in accumulators that are statistics of the table's subject, and the
@@ -64,22 +63,6 @@ bool numeric(const pwr::Data& data, double& out) {
     }
 }
 
-int cpuFromName(const std::string& name) {
-    std::string lower = name;
-    std::transform(lower.begin(), lower.end(), lower.begin(),
-                   [](unsigned char c) { return std::tolower(c); });
-    if (lower.rfind("cpu", 0) != 0) {
-        return -1;
-    }
-    size_t at = lower.size() > 3 && (lower[3] == ' ' || lower[3] == '_') ? 4 : 3;
-    if (at >= lower.size() || lower.size() - at > 5 ||
-        !std::all_of(lower.begin() + static_cast<long>(at), lower.end(),
-                     [](unsigned char c) { return std::isdigit(c) != 0; })) {
-        return -1;
-    }
-    return std::stoi(lower.substr(at));
-}
-
 std::string topicOf(const std::string& title) {
     const size_t summary = title.find(kSummary);
     return summary == std::string::npos ? title : title.substr(0, summary);
@@ -120,24 +103,12 @@ int PromWriter::openOutput() {
 }
 
 int PromWriter::logicalCpu_i(const pwr::EntityHandle* entity) {
-    if (!cpusKnown && pwr::EntityHandle::getSystemHandle() != nullptr) {
-        cpusKnown = true;
-        const int count = pwr::EntityHandle::getCPUThreadCount();
-        for (int cpu = 0, found = 0; found < count && cpu < kMaxCpuScan; ++cpu) {
-            if (const pwr::EntityHandle* thread = pwr::EntityHandle::getCPUThreadHandle(cpu)) {
-                cpus[thread] = cpu;
-                ++found;
-            }
-        }
-    }
-    const auto known = cpus.find(entity);
-    return known != cpus.end() ? known->second : entity != nullptr ? cpuFromName(entity->getName()) : -1;
+    return cpus.of(entity);
 }
 
 int PromWriter::cpuNamed_i(const std::string& name) {
     if (cpuNames.empty()) {
-        logicalCpu_i(pwr::EntityHandle::getSystemHandle());
-        for (const auto& [entity, cpu] : cpus) {
+        for (const auto& [entity, cpu] : cpus.all()) {
             cpuNames[entity->getQualifiedName()] = cpu;
             cpuNames[entity->getName()] = cpu;
         }

@@ -30,6 +30,8 @@
 
 #include <vantrell/VantrellCore.h>
 
+#include "LogicalCpus.h"
+
 namespace vantrell::plugins {
 
 class PromWriter : public WriterPlugin {
@@ -90,8 +92,7 @@ class PromWriter : public WriterPlugin {
     const pwr::SystemMetadata* system = nullptr;
     std::vector<Family> families;
     std::map<std::string, size_t> familyIndex;
-    std::map<const pwr::EntityHandle*, int> cpus;
-    bool cpusKnown = false;
+    vantrell::plugins::LogicalCpus cpus;
     std::map<std::string, int> cpuNames;
 };
 

@@ -20,7 +20,7 @@ void pad(std::string& line, std::string const& cell, size_t width, bool left) {
 }  // namespace
 
 SummaryWriter::SummaryWriter()
-    : WriterPlugin("vantrell-summary-writer"), gatherer([this](auto const& table) { print_i(table); }) {
+    : GatheringWriter("vantrell-summary-writer", [this](auto const& table) { print_i(table); }) {
     addCapability(new pwr::WriterPluginCapability({pwr::TABLE_CLASS_DEFAULT}, "sum",
                                                   "Summary tables as aligned text", ".txt", true));
 }
@@ -70,13 +70,7 @@ int SummaryWriter::writeMessage(const pwr::TextMessage& message) {
 }
 
 int SummaryWriter::writeMessage(const pwr::TableMessage& table) {
-    std::deque<std::string> titles;
-    std::deque<std::string> values;
-    getColumnTitles(table, titles);
-    if (table.getTableMessageType() != pwr::TableMessageType::NO_DATA) {
-        getRowValues(table, values);
-    }
-    gatherer.add(table, titles, values);
+    gather(table);
     return 0;
 }
 

@@ -13,7 +13,7 @@
 #include "OutputFile.h"
 #include "TableGatherer.h"
 
-class SummaryWriter : public WriterPlugin {
+class SummaryWriter : public vantrell::plugins::GatheringWriter {
   public:
     SummaryWriter();
 
@@ -30,6 +30,5 @@ class SummaryWriter : public WriterPlugin {
     void endMetric_i();
 
     vantrell::plugins::OutputFile out;
-    vantrell::plugins::TableGatherer gatherer;
     std::vector<std::string> metricPostNotes;  // printed behind the metric's last table
 };

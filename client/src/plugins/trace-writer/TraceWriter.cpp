@@ -17,7 +17,6 @@ namespace {
 using nlohmann::json;
 
 constexpr int kPid = 1;
-constexpr int kMaxCpuScan = 65536;
 constexpr size_t kQuotedCacheSize = 4096;
 constexpr int kSiblingSlots = 100;
 constexpr char kCStateFeature[] = "cstate";
@@ -66,28 +65,6 @@ std::string text(const pwr::Data* data, const std::string& units) {
     }
     data->toFormattedString(out);
     return data->isNumeric() && !units.empty() && !out.empty() ? out + " " + units : out;
-}
-
-// "cpu3", "CPU 3", "cpu_3": entities that a plug-in made for a logical CPU outside the topology.
-int cpuFromName(const std::string& name) {
-    if (name.size() < 4) {
-        return -1;
-    }
-    std::string head = name.substr(0, 3);
-    std::transform(head.begin(), head.end(), head.begin(), [](unsigned char c) { return std::tolower(c); });
-    size_t at = 3;
-    if (head != "cpu") {
-        return -1;
-    }
-    if (name[at] == ' ' || name[at] == '_') {
-        ++at;
-    }
-    if (at >= name.size() || name.size() - at > 5 ||
-        !std::all_of(name.begin() + static_cast<long>(at), name.end(),
-                     [](unsigned char c) { return std::isdigit(c) != 0; })) {
-        return -1;
-    }
-    return std::stoi(name.substr(at));
 }
 
 // The shortest text that reads back as the same number, without an exponent where the magnitude
@@ -168,21 +145,7 @@ double TraceWriter::micros_i(uint64_t ticks) {
 }
 
 int TraceWriter::logicalCpu_i(const pwr::EntityHandle* entity) {
-    if (entity == nullptr) {
-        return -1;
-    }
-    if (!cpusKnown && pwr::EntityHandle::getSystemHandle() != nullptr) {
-        cpusKnown = true;
-        const int count = pwr::EntityHandle::getCPUThreadCount();
-        for (int cpu = 0, found = 0; found < count && cpu < kMaxCpuScan; ++cpu) {
-            if (const pwr::EntityHandle* thread = pwr::EntityHandle::getCPUThreadHandle(cpu)) {
-                cpus[thread] = cpu;
-                ++found;
-            }
-        }
-    }
-    const auto known = cpus.find(entity);
-    return known != cpus.end() ? known->second : cpuFromName(entity->getName());
+    return cpus.of(entity);
 }
 
 int TraceWriter::track_i(const std::string& name, int cpu) {
@@ -195,7 +158,8 @@ int TraceWriter::track_i(const std::string& name, int cpu) {
     tracks.emplace(name, tid);
     // Each CPU's track, then the other tracks of that CPU; the tracks of other entities behind all.
     const int sibling = cpu >= 0 && !cpuTrack ? std::min(++cpuSiblings[cpu], kSiblingSlots - 1) : 0;
-    sortIndex[tid] = cpu >= 0 ? cpu * kSiblingSlots + sibling : kMaxCpuScan * kSiblingSlots + tid;
+    sortIndex[tid] = cpu >= 0 ? cpu * kSiblingSlots + sibling
+                              : vantrell::plugins::LogicalCpus::kMaxCpuScan * kSiblingSlots + tid;
     return tid;
 }
 
@@ -430,8 +394,7 @@ int TraceWriter::closeOutput() {
         return 0;
     }
     // Every logical CPU gets its track, also one that nothing was recorded on.
-    logicalCpu_i(pwr::EntityHandle::getSystemHandle());
-    for (const auto& [entity, cpu] : cpus) {
+    for (const auto& [entity, cpu] : cpus.all()) {
         track_i("CPU " + std::to_string(cpu), cpu);
     }
     emit_i({{"name", "process_name"}, {"ph", "M"}, {"pid", kPid}, {"args", {{"name", "vantrell"}}}});

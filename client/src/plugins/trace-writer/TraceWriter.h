@@ -29,7 +29,9 @@
 #include <vector>
 
 #include <vantrell/VantrellCore.h>
+
 #include <nlohmann/json.hpp>
+#include "LogicalCpus.h"
 
 namespace vantrell::plugins {
 
@@ -84,8 +86,7 @@ class TraceWriter : public WriterPlugin {
     bool pending = false;
     const pwr::SystemMetadata* system = nullptr;
     uint64_t origin = 0;
-    std::map<const pwr::EntityHandle*, int> cpus;
-    bool cpusKnown = false;
+    vantrell::plugins::LogicalCpus cpus;
     std::map<std::string, int> tracks;
     std::map<int, int> sortIndex;
     int nextTid = 100000;
