@@ -508,6 +508,7 @@ int Host::collect() {
     std::map<int, MetricPlugin*> bySid;
     Running running;
     std::vector<std::string> names;
+    auto const collectors = modules.collectors();
     int msgId = 0;
     for (Feature const& feature : chosen) {
         MetricPlugin* metric = nullptr;
@@ -541,7 +542,6 @@ int Host::collect() {
             continue;
         }
         for (pwr::InputMsg* message : messages) {
-            auto const collectors = modules.collectors();
             auto const taker = std::find_if(
                 collectors.begin(), collectors.end(),
                 [&](CollectorPlugin* collector) { return collector->canCollectMessage(message); });
